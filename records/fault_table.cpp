@@ -1,0 +1,38 @@
+#include "faults.h"
+#include "text.h"
+
+#include <cstddef>
+
+constexpr int kFirstFaultCode = 9000;
+constexpr int kLongestFaultString = 255;
+
+// Several transfer failures deliberately share one string, and the last slot is empty.
+static const char *const kFaultStrings[] = {
+    "Method Not Supported",
+    "Request denied",
+    "Internal Error",
+    "Invalid arguments",
+    "Resource exceeded",
+    "Invalid parameter name",
+    "Invalid parameter type",
+    "Invalid parameter value",
+    "Attempt to set non writable Parameter",
+    "Notification Request Rejected",
+    "Unable to connect to the server",
+    "Unable to connect to the server",
+    "File transfer server authentication failure",
+    "Unable to connect to the server",
+    "Unable to connect to the server",
+    "Unable to connect to the server",
+    "",
+};
+
+char *getFaultString(int code)
+{
+    constexpr int count = sizeof kFaultStrings / sizeof kFaultStrings[0];
+    if (code < kFirstFaultCode || code >= kFirstFaultCode + count)
+        return nullptr;
+    const char *string = kFaultStrings[code - kFirstFaultCode];
+    const size_t length = safeStrlen(string);
+    return getMsg(string, length > kLongestFaultString ? kLongestFaultString : static_cast<int>(length));
+}

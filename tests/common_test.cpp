@@ -1,0 +1,72 @@
+#include "print_to_syslog.h"
+#include "text.h"
+
+#include "owned.h"
+
+#include <climits>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+
+TEST(Text, ComparesWithNulls)
+{
+    EXPECT_EQ(0, safeStrcmp(nullptr, nullptr));
+    EXPECT_EQ(-1, safeStrcmp(nullptr, ""));
+    EXPECT_EQ(1, safeStrcmp("", nullptr));
+    EXPECT_EQ(0, safeStrncmp("HoldRequestsX", "HoldRequests", 12));
+    EXPECT_NE(0, safeStrncmp("HoldRequest", "HoldRequests", 12));
+    EXPECT_EQ(1, safeStrncmp("x", nullptr, 0));
+}
+
+TEST(Text, CopiesWithinItsBound)
+{
+    char buffer[4] = {'#', '#', '#', '#'};
+    safeStrncpy(buffer, "abcdef", 0);
+    EXPECT_EQ('#', buffer[0]);
+    safeStrncpy(buffer, "abcdef", sizeof buffer);
+    EXPECT_STREQ("abc", buffer);
+    safeStrncpy(buffer, "x", sizeof buffer);
+    EXPECT_STREQ("x", buffer);
+}
+
+TEST(Text, CopiesCountedTexts)
+{
+    const OwnedText counted(getMsg("Envelope>", 8));
+    EXPECT_STREQ("Envelope", counted.get());
+    const OwnedText whole(getMsg("Body"));
+    EXPECT_STREQ("Body", whole.get());
+    const OwnedText empty(getMsg("Body", 0));
+    EXPECT_STREQ("", empty.get());
+    EXPECT_EQ(nullptr, getMsg(nullptr, 3));
+}
+
+TEST(Text, WritesNonNegativeNumbers)
+{
+    for (const int value : {0, 7, 1000, INT_MAX}) {
+        const OwnedText text(intToStr(value));
+        EXPECT_EQ(std::to_string(value), text.get());
+    }
+    EXPECT_EQ(nullptr, intToStr(-5));
+}
+
+TEST(Text, ReadsNumbersWithinTheirBound)
+{
+    struct Row {
+        const char *text;
+        size_t length;
+        int64_t value;
+        size_t consumed;
+    };
+    for (const Row &row :
+         {Row{"123", 3, 123, 3}, Row{"123", 2, 12, 2}, Row{" \t-7x", 5, -7, 4}, Row{"+9]", 3, 9, 2},
+          Row{"", 0, 0, 0}, Row{"-", 1, 0, 0}, Row{"x1", 2, 0, 0},
+          Row{"9223372036854775807", 19, INT64_MAX, 19}, Row{"9223372036854775808", 19, INT64_MAX, 19},
+          Row{"-9223372036854775808", 20, INT64_MIN, 20}, Row{"-99999999999999999999", 21, INT64_MIN, 21}}) {
+        size_t consumed = 99;
+        EXPECT_EQ(row.value, readDecimal(row.text, row.length, &consumed)) << row.text;
+        EXPECT_EQ(row.consumed, consumed) << row.text;
+    }
+    EXPECT_EQ(INT_MAX, textToInt("2147483648"));
+    EXPECT_EQ(INT_MIN, textToInt("-2147483649"));
+    EXPECT_EQ(0, textToInt(nullptr));
+}
