@@ -1,8 +1,7 @@
 #pragma once
 
-/// Takes the message of a failure point and writes nothing: the messages document the points in the code, and
-/// a gateway in the field has no room for them. It must stay empty and must not become a printf: callers pass
-/// null and raw input.
+/// Takes the message of a failure point and writes nothing: the messages document the points in the code. It
+/// must stay empty and must not become a printf: callers pass null and raw input.
 ///
 /// @param level     "LOG_ERR", "LOG_INFO" or "LOG_DEBUG"
 /// @param module    the part of the system that speaks, e.g. "TR069Module"

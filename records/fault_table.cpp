@@ -1,10 +1,7 @@
 #include "faults.h"
 #include "text.h"
 
-#include <cstddef>
-
 constexpr int kFirstFaultCode = 9000;
-constexpr int kLongestFaultString = 255;
 
 // Several transfer failures deliberately share one string, and the last slot is empty.
 static const char *const kFaultStrings[] = {
@@ -32,7 +29,5 @@ char *getFaultString(int code)
     constexpr int count = sizeof kFaultStrings / sizeof kFaultStrings[0];
     if (code < kFirstFaultCode || code >= kFirstFaultCode + count)
         return nullptr;
-    const char *string = kFaultStrings[code - kFirstFaultCode];
-    const size_t length = safeStrlen(string);
-    return getMsg(string, length > kLongestFaultString ? kLongestFaultString : static_cast<int>(length));
+    return getMsg(kFaultStrings[code - kFirstFaultCode]);
 }

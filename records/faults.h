@@ -2,13 +2,11 @@
 
 #include <cstdint>
 
-/// CWMP fault codes of TR-069 (table 64 of amendment 1) that the code itself names.
+/// CWMP fault codes of TR-069 (section A.5) that the code itself names.
 constexpr int kFaultInternalError = 9002;
 constexpr int kFaultInvalidArguments = 9003;
 constexpr int kFaultInvalidParameterValue = 9007;
 constexpr int kFaultNotificationRejected = 9009;
-constexpr int kFaultDownloadFailure = 9010;
-constexpr int kFaultUploadFailure = 9011;
 /// Codes that come from the server.
 constexpr int kFaultInformRefused = 8001;
 constexpr int kFaultRetryRequest = 8005;
@@ -26,8 +24,8 @@ using ParameterFaultRecord = SetParamFaultStr;
 
 /// The CWMP detail of a fault.
 struct FaultDetailStr {
-    int32_t faultCode;                 ///< a CWMP code, 8000 to 8005 or 9000 to 9016
-    char *faultStr;                    ///< owned; may be null
+    int32_t faultCode; ///< the CWMP code; any number when it came from the server or the backend
+    char *faultStr;    ///< owned; may be null
     SetParamFaultStr *parameterFaults; ///< owned list; null when there are none
 };
 

@@ -9,7 +9,7 @@
 struct ParameterValueRecord {
     char *type; ///< XML Schema type without prefix, e.g. "string"; owned; null only where the record was made
                 ///< up
-    char *value; ///< already escaped for XML; owned
+    char *value; ///< escaped for XML where the backend gave it and memory allowed; owned
     char *name;  ///< full parameter name; owned
     ParameterValueRecord *next;
 };

@@ -4,25 +4,8 @@
 #include "faults.h"
 #include "inform.h"
 #include "parameters.h"
-#include "rpc_methods.h"
 #include "soap_header.h"
 #include "transfers.h"
-
-const char *const kRpcMethods[kRpcMethodCount] = {
-    "GetRPCMethods",
-    "SetParameterValues",
-    "GetParameterValues",
-    "GetParameterNames",
-    "SetParameterAttributes",
-    "GetParameterAttributes",
-    "AddObject",
-    "DeleteObject",
-    "Reboot",
-    "Download",
-    "Upload",
-    "FactoryReset",
-    "ScheduleInform",
-};
 
 // Frees a list: what each record owns through freeFields, then the record, along next.
 template <typename Record, typename FreeFields>

@@ -2,7 +2,21 @@
 
 /// The RPC methods that the device offers, in the order in which GetRPCMethods lists them.
 constexpr int kRpcMethodCount = 13;
-extern const char *const kRpcMethods[kRpcMethodCount];
+inline constexpr const char *kRpcMethods[kRpcMethodCount] = {
+    "GetRPCMethods",
+    "SetParameterValues",
+    "GetParameterValues",
+    "GetParameterNames",
+    "SetParameterAttributes",
+    "GetParameterAttributes",
+    "AddObject",
+    "DeleteObject",
+    "Reboot",
+    "Download",
+    "Upload",
+    "FactoryReset",
+    "ScheduleInform",
+};
 
 /// What kind of message a SOAP body carries.
 constexpr int kMessageNone = 0;

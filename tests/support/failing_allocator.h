@@ -1,5 +1,7 @@
 #pragma once
 
+#include <initializer_list>
+
 // malloc, calloc and realloc of a test-only link (--wrap), which fail on request. C++ new is not touched.
 
 /// From now on the n-th allocation fails (1 is the next one), and with andAllLater every later one too; 0
