@@ -1,0 +1,136 @@
+#include "scripted_platform.h"
+
+#include "guarded_text.h"
+#include "platform_services.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <map>
+#include <memory>
+
+constexpr size_t kHeader = 16;
+constexpr int kTimeout = 20;
+
+static std::map<void *, GuardedText> held;
+static std::vector<SentMessage> sent;
+static Answer answerOf;
+static BusFailures failing;
+
+void startAnsweringBus(Answer answer, BusFailures failures)
+{
+    EXPECT_EQ(0, messagesHeld());
+    sent.clear();
+    answerOf = std::move(answer);
+    failing = failures;
+}
+
+void startBus(std::deque<std::string> replies, BusFailures failures)
+{
+    failures.receive = failures.receive != 0 ? failures.receive : static_cast<int>(replies.size()) + 1;
+    auto left = std::make_shared<std::deque<std::string>>(std::move(replies));
+    const auto nextReply = [left](const SentMessage &) {
+        std::string reply = left->front();
+        left->pop_front();
+        return reply;
+    };
+    startAnsweringBus(nextReply, failures);
+}
+
+const std::vector<SentMessage> &sentMessages()
+{
+    return sent;
+}
+
+std::string sentOperations()
+{
+    std::string all;
+    for (const SentMessage &message : sent)
+        all += (all.empty() ? "" : " ") + std::to_string(message.operation);
+    return all;
+}
+
+int messagesHeld()
+{
+    return static_cast<int>(held.size());
+}
+
+std::string u32(uint32_t value)
+{
+    return std::string(reinterpret_cast<const char *>(&value), sizeof value);
+}
+
+std::string text(const std::string &value)
+{
+    return value + '\0';
+}
+
+std::string texts(const std::vector<std::string> &values)
+{
+    std::string all = u32(static_cast<uint32_t>(values.size()));
+    for (const std::string &value : values)
+        all += text(value);
+    return all;
+}
+
+static bool failsNow(int &countdown)
+{
+    return countdown > 0 && --countdown == 0;
+}
+
+static uint16_t fieldOf(const std::string &bytes, size_t at)
+{
+    uint16_t value = 0;
+    memcpy(&value, bytes.data() + at, sizeof value);
+    return value;
+}
+
+// Neither side of it is aligned.
+static void *hold(const std::string &bytes)
+{
+    const GuardedText message = guardText(bytes);
+    held.emplace(message.text, message);
+    return message.text;
+}
+
+void *MSG_CreateMessage(unsigned int bodyLength)
+{
+    if (failsNow(failing.create))
+        return nullptr;
+    return hold(std::string(kHeader + bodyLength, '\0'));
+}
+
+int MSG_SendMessage(void *message)
+{
+    const auto found = held.find(message);
+    if (found == held.end()) {
+        ADD_FAILURE() << "sent something that is no message of the bus";
+        return kBusError;
+    }
+    if (failsNow(failing.send))
+        return kBusError;
+    const std::string bytes(found->second.text, static_cast<size_t>(found->second.size));
+    sent.push_back({fieldOf(bytes, 2), fieldOf(bytes, 8), bytes, bytes.substr(kHeader)});
+    return 0;
+}
+
+int MSG_ReceiveMessage(void **message, int timeout)
+{
+    EXPECT_EQ(kTimeout, timeout);
+    EXPECT_EQ(nullptr, *message) << "a failed receive would leave a pointer to something released";
+    if (sent.empty() || failsNow(failing.receive))
+        return kBusError;
+    *message = hold(std::string(kHeader, '#') + answerOf(sent.back()));
+    return 0;
+}
+
+int MSG_ReleaseMessage(void *message)
+{
+    const auto found = held.find(message);
+    if (found == held.end()) {
+        ADD_FAILURE() << "gave back a message that the bus does not miss";
+        return kBusError;
+    }
+    freeGuardedText(found->second);
+    held.erase(found);
+    return 0;
+}
