@@ -65,7 +65,7 @@ char *intToStr(int value)
     const int length = snprintf(digits, sizeof digits, "%d", value);
     char *text = getMsg(digits, length);
     if (text == nullptr)
-        printf(" could not allocate memory in inttoStr function");
+        puts(" could not allocate memory in inttoStr function");
     return text;
 }
 
@@ -115,4 +115,12 @@ int textToInt(const char *text, size_t length)
 int textToInt(const char *text)
 {
     return textToInt(text, safeStrlen(text));
+}
+
+size_t lengthBefore(const char *text, const char *ends)
+{
+    size_t length = 0;
+    while (text[length] != '\0' && strchr(ends, text[length]) == nullptr)
+        ++length;
+    return length;
 }

@@ -45,3 +45,7 @@ int textToInt(const char *text);
 
 /// The number at the start of a counted text, held at the ends of int.
 int textToInt(const char *text, size_t length);
+
+/// The bytes of a text before the first of the given ones, or before its NUL. (The C library's tuned strcspn
+/// would bring another 64 KiB of it into memory.)
+size_t lengthBefore(const char *text, const char *ends);

@@ -3,20 +3,28 @@
 #include "rpc_methods.h"
 
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
 
 TEST(FaultTable, HoldsSeventeenCodes)
 {
+    const std::string noServer = "Unable to connect to the server";
+    const std::map<int, std::string> strings = {{9000, "Method Not Supported"},
+                                                {9003, "Invalid arguments"},
+                                                {9008, "Attempt to set non writable Parameter"},
+                                                {9010, noServer},
+                                                {9011, noServer},
+                                                {9012, "File transfer server authentication failure"},
+                                                {9013, noServer},
+                                                {9014, noServer},
+                                                {9015, noServer},
+                                                {9016, ""}};
+    for (const auto &[code, string] : strings) {
+        const OwnedText found(getFaultString(code));
+        EXPECT_EQ(string, found.get());
+    }
     EXPECT_EQ(nullptr, getFaultString(8999));
     EXPECT_EQ(nullptr, getFaultString(9017));
-    const OwnedText first(getFaultString(9000));
-    EXPECT_STREQ("Method Not Supported", first.get());
-    const OwnedText readOnly(getFaultString(9008));
-    EXPECT_STREQ("Attempt to set non writable Parameter", readOnly.get());
-    const OwnedText authentication(getFaultString(9012));
-    EXPECT_STREQ("File transfer server authentication failure", authentication.get());
-    const OwnedText last(getFaultString(9016));
-    EXPECT_STREQ("", last.get());
 }
 
 TEST(RpcMethods, KeepTheirOrder)

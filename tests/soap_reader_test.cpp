@@ -1,0 +1,406 @@
+#include "SOAPParser.h"
+#include "failing_allocator.h"
+#include "fault_reader.h"
+#include "guarded_text.h"
+#include "owned.h"
+#include "rpc_arguments.h"
+#include "rpc_methods.h"
+#include "soap_limits.h"
+#include "xml_node_list.h"
+
+#include <cstring>
+#include <ctime>
+#include <gtest/gtest.h>
+
+struct Row {
+    const char *name;
+    std::string input;
+    std::string expected;
+};
+
+static std::string tag(const std::string &name, const std::string &content)
+{
+    return "<" + name + ">" + content + "</" + name + ">";
+}
+
+static std::string makeEnvelope(const std::string &body, const std::string &header = "")
+{
+    return "<?xml version=\"1.0\"?><e:Envelope xmlns:e=\"env\" xmlns:c=\"urn:any\">" + header + "<e:Body>" +
+           body + "</e:Body></e:Envelope>";
+}
+
+static std::string repeat(const std::string &text, int times)
+{
+    std::string all;
+    for (int i = 0; i < times; ++i)
+        all += text;
+    return all;
+}
+
+static std::string print(const char *text)
+{
+    return text == nullptr ? "-" : text;
+}
+
+// A record that is nothing but texts.
+template <typename Record>
+static std::string printTexts(const Record &record)
+{
+    const char *texts[sizeof record / sizeof(char *)];
+    memcpy(texts, &record, sizeof record);
+    std::string all;
+    for (const char *text : texts)
+        all += print(text) + "|";
+    return all;
+}
+
+static std::string printArray(char *const *array, int count)
+{
+    std::string all = std::to_string(count) + ":";
+    for (int i = 0; i < count; ++i)
+        all += std::string("[") + array[i] + "]";
+    return all;
+}
+
+static std::string printFault(const FaultStr &fault)
+{
+    std::string all = print(fault.faultCode) + "|" + print(fault.faultStr) + "|";
+    if (fault.faultDetDesc == nullptr)
+        return all;
+    all += std::to_string(fault.faultDetDesc->faultCode) + print(fault.faultDetDesc->faultStr);
+    for (auto *entry = fault.faultDetDesc->parameterFaults; entry != nullptr; entry = entry->next)
+        all += " " + print(entry->parameterName) + std::to_string(entry->faultCode) + print(entry->faultStr);
+    return all;
+}
+
+// A list or record as text, given back.
+template <typename Record, typename Print>
+static std::string printOwned(Record *record, void (*freeRecord)(Record *), Print printRecord)
+{
+    std::string all = record == nullptr ? "none" : printRecord(*record);
+    freeRecord(record);
+    return all;
+}
+
+static std::string printValues(const SetParamValStr &request)
+{
+    std::string all = "key=" + print(request.ParameterKey);
+    for (const ParamValueEntry *entry = request.list; entry != nullptr; entry = entry->next)
+        all += " " + print(entry->Name) + "=" + print(entry->Value);
+    return all;
+}
+
+static std::string printAttributes(const ParamAttrEntry &list)
+{
+    std::string all;
+    for (const ParamAttrEntry *entry = &list; entry != nullptr; entry = entry->next) {
+        all += print(entry->Name);
+        for (const int value : {entry->NotificationChange, entry->Notification, entry->AccessListChange})
+            all += " " + std::to_string(value);
+        all += " " + printArray(entry->AccessList, entry->AccessListCount) + ";";
+    }
+    return all;
+}
+
+// What the reader of the envelope's RPC makes of it.
+static std::string readMessage(XMLNode *root)
+{
+    int length = 0;
+    int kind = 0;
+    int number = -9;
+    const char *raw = getRPCMethodName(root, &length, &kind);
+    const std::string method = raw == nullptr ? "" : std::string(raw, static_cast<size_t>(length));
+    const char *name = method.c_str();
+    if (kind == kMessageFault)
+        return printOwned(getFaultAttributes(root, kind), freeFaultStructure, printFault);
+    if (kind == kMessageResponse)
+        return std::to_string(getInformRespAttr(root, raw, kind)) + " " + method;
+    if (method == "GetParameterValues") {
+        char **names = getParameterValues(root, name, kind, &number);
+        std::string all = names == nullptr ? "none " + std::to_string(number) : printArray(names, number);
+        freeArray(names, number);
+        return all;
+    }
+    if (method == "GetParameterNames") {
+        const OwnedText path(processGetParameterNames(root, name, kind, &number));
+        return print(path.get()) + " " + std::to_string(number);
+    }
+    if (method == "SetParameterAttributes")
+        return printOwned(getSetParameterAttr(root, name, kind), freeParamAttrStruct, printAttributes);
+    if (method == "AddObject")
+        return printOwned(getAddDelObjectAttr(root, name, kind), freeAddDelObjStr, printTexts<AddDelObjStr>);
+    if (method == "Download")
+        return printOwned(getDownloadAttrs(root, name, kind), freeDownloadStr, printTexts<DownloadStr>);
+    if (method == "Upload")
+        return printOwned(getUploadAttrs(root, name, kind), freeUploadStr, printTexts<UploadStr>);
+    if (method == "Reboot")
+        return print(OwnedText(getRebootParameters(root, name, kind)).get());
+    if (method == "SetParameterValues")
+        return printOwned(getSetParamValAttr(root, name, kind), freeSetParamValStr, printValues);
+    return "no reader for " + method + " " + std::to_string(length + kind);
+}
+
+// Parses and checks a text, which ends in a NUL behind size, and gives what read makes of its first envelope.
+template <typename Read>
+static std::string readText(char *text, int size, Read read)
+{
+    const Owned<XMLNode, ILibDestructXMLNodeList> list(parseSOAPMessage(text, size));
+    if (list == nullptr)
+        return "no list";
+    const int code = validateSOAPMessage(list.get(), 1);
+    XMLNode *envelope = getEnvelope(list.get(), 1);
+    return code != 0 || envelope == nullptr ? "code " + std::to_string(code) : read(envelope);
+}
+
+constexpr char kBareFault[] = "e:Client|CWMP fault|";
+
+// Whether a result says that reading failed, or ended before the end of what was expected. A fault alone may
+// come without its detail then.
+static bool isFailure(const std::string &result, const std::string &expected)
+{
+    return result.rfind("no", 0) == 0 || result.rfind("code", 0) == 0 || result[0] == '-' ||
+           expected.rfind(result, 0) == 0 || result == kBareFault;
+}
+
+// Each row as it is, cut at each byte, and with each allocation failing, which never makes another record.
+template <size_t count, typename Read>
+static void checkRows(const Row (&rows)[count], Read read)
+{
+    for (const Row &row : rows) {
+        testing::internal::CaptureStdout();
+        const GuardedText whole = guardText(row.input + '\0');
+        const auto readWhole = [&] { return readText(whole.text, whole.size - 1, read); };
+        const std::string result = readWhole();
+        std::string odd;
+        withEveryAllocationFailing([&] {
+            const std::string shorter = readWhole();
+            odd = shorter == row.expected || isFailure(shorter, row.expected) ? odd : shorter;
+        });
+        freeGuardedText(whole);
+        forEachPrefix(row.input, [&](char *text, int size) { readText(text, size, read); });
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(row.expected, result) << row.name;
+        EXPECT_EQ("", odd) << row.name;
+    }
+}
+
+TEST(SoapValidation, JudgesTagsNamespacesAndEnvelopes)
+{
+    const Row rows[] = {
+        {"two envelopes", "<x><Envelope/><Envelope/></x>", "code 2"},
+        {"undeclared prefix", makeEnvelope("<d:Reboot/>"), "code 1"},
+        {"prefix declared on its element", makeEnvelope("<d:Reboot xmlns:d=\"urn:d\"/>"), "ok"},
+        {"prefix declared as nothing", makeEnvelope("<d:Reboot xmlns:d=\"\"/>"), "code 1"},
+        {"xml needs no declaration", makeEnvelope("<xml:Reboot xml:lang='en'/>"), "ok"},
+        {"undeclared attribute prefix", makeEnvelope("<c:Reboot d:x=\"1\" xml:lang=\"\"/>"), "code 1"},
+        {"empty declaration ends the check", makeEnvelope("<c:Reboot d:x=\"1\" xmlns:f=\"\"/>"), "ok"},
+        {"tag that is not closed", "<Envelope><Body><a <b x=\"1\"></b></a></Body></Envelope>", "ok"},
+        {"end tag without the prefix", makeEnvelope("<c:Reboot></Reboot>"), "code 1"},
+        {"end tag with a prefix of its own", makeEnvelope("<Reboot></c:Reboot>"), "code 1"},
+        {"longer prefix at the end", makeEnvelope("<c:Reboot></cc:Reboot>"), "ok"},
+        {"comment before the envelope", "<!-- x -->" + makeEnvelope("<c:Reboot/>"), "code 1"},
+        {"no tag", "   ", "no list"},
+    };
+    checkRows(rows, [](XMLNode *) { return std::string("ok"); });
+}
+
+static std::string readHeader(XMLNode *envelope)
+{
+    std::string all = std::to_string(isHeader(envelope));
+    const Owned<SoapHeaderEntry, freeSoapHdr> list(processSoapHeader(envelope));
+    for (const SoapHeaderEntry *entry = list.get(); entry != nullptr; entry = entry->next)
+        all += " " + print(entry->name) + "=" + print(entry->value) + std::to_string(entry->mustUnderstand);
+    return all;
+}
+
+TEST(SoapEnvelope, ListsEachHeaderElementTwice)
+{
+    const auto header = [](const std::string &inside) {
+        return makeEnvelope("", "<e:Header>" + inside + "</e:Header>");
+    };
+    // Within seven elements, 422 bytes of text take just the most scanning and copying that is allowed.
+    static_assert(kMostHeaderCopies == 8);
+    const std::string most(422, 'x');
+    const auto nest = [&](const std::string &text) {
+        return header(repeat("<A>", 7) + text + repeat("</A>", 7));
+    };
+    const Row rows[] = {
+        {"ID", header("<c:ID e:mustUnderstand=\"1\">1234</c:ID>"), "0 ID=12340 ID=12341"},
+        {"not 1", header("<ID x=\"1\" must=\"10\"> </ID><N/>"), "0 N=0 N=0 ID=0 ID=0"},
+        {"nested", header("<A><B>x</B></A>"), "0 A=x0 B=x0 B=x0 A=0"},
+        {"leading part of the name ends it", header("<A>1</A><H>2</H><B/>"), "0 A=10 A=10"},
+        {"empty tag", makeEnvelope("", "<e:Header/>"), "1"},
+        {"comment behind it hides it", makeEnvelope("", "<e:Header><A>1</A></e:Header><!-- -->"), "1"},
+        {"most copies", nest(most), "0" + repeat(" A=" + most + "0", 8) + repeat(" A=0", 6)},
+        {"a copy too many", nest(most + "x"), "0"},
+    };
+    checkRows(rows, readHeader);
+}
+
+static std::string makeArray(const char *element, const char *type, const std::string &items)
+{
+    return std::string("<") + element + " e:arrayType=\"" + type + "\">" + items + "</" + element + ">";
+}
+
+static std::string makeRpc(const std::string &method, const std::string &arguments)
+{
+    return makeEnvelope(tag("c:" + method, arguments));
+}
+
+TEST(SoapArguments, ReadParameterRequests)
+{
+    const std::string third = "<ParameterValueStruct><Name>c</Name></ParameterValueStruct>";
+    const std::string strings = "<string>a</string><x/><string>b.c</string>";
+    const std::string attributes = "<Name>a</Name><NotificationChange/><Notification>2</Notification>"
+                                   "<AccessListChange>true</AccessListChange>";
+    const auto values = [](const char *type, const std::string &more = "") {
+        const std::string two =
+            "<ParameterValueStruct><Name>a</Name><Value>1&lt;2</Value></ParameterValueStruct>"
+            "<ParameterValueStruct><Name>b</Name><Value/></ParameterValueStruct>";
+        return makeRpc("SetParameterValues",
+                       makeArray("ParameterList", type, two + more) + "<ParameterKey>k&amp;</ParameterKey>");
+    };
+    const auto names = [](const char *type, const std::string &items) {
+        return makeRpc("GetParameterValues", makeArray("ParameterNames", type, items));
+    };
+    const auto entry = [](const std::string &inside) {
+        return makeRpc("SetParameterAttributes",
+                       tag("ParameterList", tag("SetParameterAttributesStruct", inside)));
+    };
+    const Row rows[] = {
+        {"more than declared", values("x:ParameterValueStruct[2]", third), "key=k&amp; b= a=1<2"},
+        {"huge count", values("c:ParameterValueStruct[999999999999]"), "key=k&amp; b= a=1<2"},
+        {"incomplete entry", values("c:ParameterValueStruct[3]", third), "none"},
+        {"negative count", values("c:ParameterValueStruct[-2]"), "none"},
+        {"stray entry", values("c:ParameterValueStruct[3]", "<s><Name>c</Name><Value/></s>"), "none"},
+        {"no count", makeRpc("SetParameterValues", "<ParameterList>" + third + "</ParameterList>"), "none"},
+        {"names", names("xsd:string[2]", strings), "2:[a][b.c]"},
+        {"fewer than declared", names("xsd:string[2147483647]", strings), "none 0"},
+        {"more than declared", names("xsd:string[1]", strings), "1:[a]"},
+        {"zero reads as one", names("xsd:string[0]", strings), "1:[a]"},
+        {"brackets the wrong way", names("xsd:string]2[", strings), "1:[]"},
+        {"first type in the document wins", names("x:string[1]\" arrayType=\"x:string[2]", strings), "1:[a]"},
+        {"empty name", names("xsd:string[2]", "<string>a</string><string></string>"), "none 0"},
+        {"empty-element name", names("xsd:string[1]", "<string/>"), "1:[]"},
+        {"no ParameterNames", makeRpc("GetParameterValues", ""), "1:[InternetGatewayDevice]"},
+        {"path", makeRpc("GetParameterNames", "<ParameterPath>A.</ParameterPath><NextLevel>TRUE</NextLevel>"),
+         "A. 1"},
+        {"empty path", makeRpc("GetParameterNames", "<ParameterPath/><NextLevel>0</NextLevel>"), " 0"},
+        {"no path", makeRpc("GetParameterNames", "<NextLevel>yes</NextLevel>"), "InternetGatewayDevice 0"},
+        {"no NextLevel", makeRpc("GetParameterNames", "<ParameterPath>A.</ParameterPath>"), "- 0"},
+        {"attributes", entry(attributes + makeArray("AccessList", "xsd:string[2]", strings)),
+         "a 0 2 0 2:[a][b.c];"},
+        {"one empty string", entry(attributes + "<AccessList><string></string></AccessList>"),
+         "a 0 2 0 1:[];"},
+        {"AccessList without strings", entry(attributes + "<AccessList/>"), "a 0 2 0 0:;"},
+        {"no AccessList", entry(attributes), "none"},
+        {"leading parts of the names", entry("<N>5</N><A>7</A>"), "5 5 5 7 0:;"},
+    };
+    checkRows(rows, readMessage);
+}
+
+TEST(SoapArguments, ReadDeviceRequests)
+{
+    const std::string head = "<CommandKey>k</CommandKey><FileType>1 F</FileType>";
+    const std::string url = "<URL>http://a/?b&amp;c</URL>";
+    const std::string rest = "<Username>u</Username><Password/><FileSize>9</FileSize><TargetFileName>t"
+                             "</TargetFileName><DelaySeconds>5</DelaySeconds><SuccessURL>s</SuccessURL>"
+                             "<FailureURL>f</FailureURL>";
+    const Row rows[] = {
+        {"download", makeRpc("Download", head + url + rest), "k|1 F|http://a/?b&amp;c|u||9|t|5|s|f|"},
+        {"no URL", makeRpc("Download", head + rest), "k|1 F|-|-|-|-|-|-|-|-|"},
+        {"upload", makeRpc("Upload", head + url + rest), "k|1 F|http://a/?b&amp;c|u||5|"},
+        {"add", makeRpc("AddObject", "<ObjectName>A.B.</ObjectName><ParameterKey/>"), "A.B.||"},
+        {"no key", makeRpc("AddObject", "<ObjectName>A.B.</ObjectName>"), "A.B.|-|"},
+        {"no object", makeRpc("AddObject", "<ParameterKey>k</ParameterKey>"), "none"},
+        {"blanks stay, up to the next tag", makeRpc("Reboot", tag("CommandKey", "\r\n k <x/>l")), "\r\n k "},
+        {"blanks and NULs only", makeRpc("Reboot", tag("CommandKey", std::string(" \t\0\n", 4))), ""},
+        {"not its own", makeRpc("Reboot", tag("x", tag("CommandKey", "k"))), "-"},
+        {"inform", makeRpc("InformResponse", "<MaxEnvelopes>3</MaxEnvelopes>"), "3 Inform"},
+        {"response alone", makeRpc("Response", "<MaxEnvelopes>3</MaxEnvelopes>"), "3 "},
+        {"response in the middle", makeEnvelope("<c:InformResponses2/>"), "-1 Inform"},
+        {"response behind a NUL", makeEnvelope(std::string("<A\0Response</A\0Response>", 24)),
+         std::string("no reader for A\0Response 11", 27)},
+        {"leading part of Fault", makeEnvelope("<e:Fau/>"), "none"},
+        {"empty body", makeEnvelope(""), "no reader for Body 5"},
+        {"no body", "<Envelope><Other/></Envelope>", "no reader for  0"},
+    };
+    checkRows(rows, readMessage);
+}
+
+TEST(SoapLookups, SayWhatTheyMiss)
+{
+    const std::string longest(kMostTypeShown, 't');
+    std::string text = "<A x='' arrayType='" + longest + "' arrayType='" + longest + "u' y=''><B/><C/></A>";
+    const Owned<XMLNode, ILibDestructXMLNodeList> list(
+        parseSOAPMessage(text.data(), static_cast<int>(text.size())));
+    XMLNode *first = list.get();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(first->next, getTagSoapNode(first, "Bee", "A", 1));
+    EXPECT_EQ(first->next, getTagSoapNode(first, "B", nullptr, 0));
+    EXPECT_EQ(nullptr, getTagSoapNode(first, "B", nullptr, 1));
+    EXPECT_EQ(nullptr, getTagSoapNode(first, "B", "A", 9));
+    EXPECT_EQ(nullptr, getTagSoapNode(first->next, "C", "A", 1));
+    EXPECT_EQ(nullptr, getTagSoapNode(nullptr, nullptr, "A", 1));
+    EXPECT_EQ(-1, getInformRespAttr(first, "InformResponse>", kMessageResponse));
+    EXPECT_EQ(-1, getArraySize(first, ":string"));
+    EXPECT_EQ("tmp_XMLNode tag [C]\ncurrentEnv is NULL, tag (null)\ntmp_XMLNode tag [InformResponse]\n"
+              "Expected = arrayType\nActual = (null)\n" +
+                  repeat("Expected = :string\nActual = " + longest + "\n", 2) +
+                  "Expected = arrayType\nActual = " + longest + "\n",
+              testing::internal::GetCapturedStdout());
+}
+
+TEST(SoapFault, IsReadWhole)
+{
+    const std::string head = "<faultcode>e:Client</faultcode><faultstring>CWMP fault</faultstring>";
+    const std::string codes = "<FaultCode>9003</FaultCode><FaultString>Invalid</FaultString>";
+    const auto fault = [](const std::string &inside) { return makeRpc("Fault", inside); };
+    const auto detail = [&](const std::string &inside) {
+        return fault(head + tag("detail", tag("c:Fault", inside)));
+    };
+    const auto parameter = [](const std::string &inside) { return tag("SetParameterValuesFault", inside); };
+    const std::string name = "<ParameterName>A.B</ParameterName>";
+    const std::string second = "<ParameterName>C</ParameterName><FaultCode>9005</FaultCode><FaultString/>";
+    const Row rows[] = {
+        {"no detail", fault(head), kBareFault},
+        {"parameters", detail(codes + parameter(name + codes) + parameter(second)),
+         "e:Client|CWMP fault|9003Invalid C9005 A.B9003Invalid"},
+        {"parameter before the code", detail(parameter(name + codes) + codes), "none"},
+        {"parameter without name", detail(codes + parameter(codes)), "none"},
+        {"parameter without string", detail(codes + parameter(name + "<FaultCode>1</FaultCode>")), "none"},
+        {"free text", fault(head + "<detail>sorry</detail>"), "none"},
+        {"no faultstring", fault("<faultcode>e:Client</faultcode>"), "none"},
+    };
+    checkRows(rows, readMessage);
+}
+
+// Large and hostile messages: the time of a search per element would be far longer.
+TEST(SoapReader, TakesTimeWithTheMessageOnly)
+{
+    constexpr int kMany = 50000;
+    constexpr int kMebi = 1 << 20;
+    const auto repeatMany = [](const std::string &text) { return repeat(text, 3 * kMany); };
+    const auto check = [&](const char *name, std::string text, int expected) {
+        testing::internal::CaptureStdout();
+        const clock_t start = clock();
+        const std::string result =
+            readText(text.data(), static_cast<int>(text.size()),
+                     [](XMLNode *envelope) { return readHeader(envelope) + readMessage(envelope); });
+        EXPECT_LT(clock() - start, 2 * CLOCKS_PER_SEC) << name;
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(static_cast<size_t>(expected), result.size()) << name;
+    };
+    const std::string value = "<ParameterValueStruct><Name>n</Name><Value>v</Value></ParameterValueStruct>";
+    const std::string values =
+        makeArray("ParameterList", "c:ParameterValueStruct[50000]", repeat(value, kMany));
+    const std::string names =
+        makeArray("ParameterNames", "c:string[50000]", repeat("<string>n</string>", kMany));
+    check("values", makeRpc("SetParameterValues", values), 6 + 4 * kMany);
+    check("names", makeRpc("GetParameterValues", names), 7 + 3 * kMany);
+    check("nesting", makeRpc("Reboot", repeat("<c:d>", kMany) + repeat("</c:d>", kMany)), 2);
+    check("long name", makeEnvelope("<" + std::string(kMebi, 'n') + "/>"), 23 + kMebi);
+    check("open tags", "<Envelope><Body" + repeatMany("<a ") + repeatMany("</a ") + "</Body></Envelope>", 18);
+    const std::string header = "<Header" + repeatMany("<a") + ">" + repeatMany("     ") + repeatMany("</a");
+    check("header elements with one text", makeEnvelope("", header + "</Header>"), 21);
+}
