@@ -26,4 +26,5 @@ endif()
 add_library(product_flags INTERFACE)
 target_compile_options(product_flags INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions;-fno-rtti;-fno-threadsafe-statics>
+  $<$<NOT:$<CONFIG:Debug>>:-fno-asynchronous-unwind-tables>
   -fPIE -ffunction-sections -fdata-sections)
