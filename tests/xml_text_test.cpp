@@ -7,37 +7,22 @@
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <map>
 #include <string>
-
-static std::string escapeSlowly(std::string_view text)
-{
-    const std::map<char, std::string> entities = {
-        {'"', "&quot;"}, {'\'', "&apos;"}, {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}};
-    std::string out;
-    for (const char c : text)
-        out += entities.count(c) != 0 ? entities.at(c) : std::string(1, c);
-    return out;
-}
 
 TEST(Escape, GivesBackEveryByte)
 {
-    std::string everyByte;
+    std::string everyByte = "a&b<c>\"d'e1234567<1234567>1234567&1234567'1234567\"&lt;";
     for (int c = 255; c > 0; --c)
         everyByte += static_cast<char>(c);
-    for (const std::string &text :
-         {everyByte, std::string("a&b<c>\"d'e"), std::string("1234567<1234567>1234567&1234567'1234567\"")}) {
-        forEachPrefix(text, [](char *in, int length) {
-            const std::string expected = escapeSlowly(in);
-            const GuardedText out = guardText(std::string(expected.size() + 1, '#'));
-            EXPECT_EQ(static_cast<int>(expected.size()), ILibXmlEscapeLength(in));
-            EXPECT_EQ(static_cast<int>(expected.size()), ILibXmlEscape(out.text, in));
-            EXPECT_EQ(expected, out.text);
-            EXPECT_EQ(length, ILibInPlaceXmlUnEscape(out.text));
-            EXPECT_STREQ(in, out.text);
-            freeGuardedText(out);
-        });
-    }
+    forEachPrefix(everyByte, [](char *in, int length) {
+        const GuardedText out = guardText(std::string(static_cast<size_t>(ILibXmlEscapeLength(in)) + 1, '#'));
+        EXPECT_EQ(out.size - 1, ILibXmlEscape(out.text, in));
+        EXPECT_EQ(strlen(out.text), strcspn(out.text, "<>\"'"));
+        EXPECT_EQ(length >= 10, strstr(out.text, "a&amp;b&lt;c&gt;&quot;d&apos;e") == out.text);
+        EXPECT_EQ(length, ILibInPlaceXmlUnEscape(out.text));
+        EXPECT_STREQ(in, out.text);
+        freeGuardedText(out);
+    });
 }
 
 TEST(Escape, LeavesOtherEntitiesAlone)

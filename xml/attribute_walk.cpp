@@ -42,7 +42,8 @@ static char *findUnquoted(char *from, char *end, char wanted)
     return end;
 }
 
-// The tag's text ends before its closing bytes; where that leaves nothing, the tag has no ">".
+// A tag without blanks has no attributes. Its text ends before its closing bytes; where that leaves nothing,
+// the tag has no ">".
 static bool findTagText(const XMLNode *node, Piece *text)
 {
     if (node == nullptr || node->isStartTag == 0 || node->hasBlanks == 0)
@@ -116,7 +117,7 @@ static void setValue(XMLAttribute *attribute, Piece value)
     attribute->value = value.begin;
     attribute->valueLength = ILibTrimBlanks(&attribute->value, lengthOf(value));
     if (attribute->valueLength >= 2 && isQuote(*attribute->value)) {
-        // The last byte goes whatever it is: half a pair of quotes still gives a value.
+        // The last byte goes whatever it is, on purpose: it is not compared with the first.
         ++attribute->value;
         attribute->valueLength -= 2;
     }
@@ -151,9 +152,10 @@ bool readNextAttribute(AttributeWalk *walk, XMLAttribute *attribute)
     char *equals = findUnquoted(piece.begin, piece.end, '=');
     if (equals == piece.end) {
         char *continuation = findContinuation(walk);
-        if (continuation != nullptr)
+        if (continuation != nullptr) {
             piece.end = continuation;
-        equals = findUnquoted(piece.begin, piece.end, '=');
+            equals = findUnquoted(piece.begin, piece.end, '=');
+        }
     }
     setName(attribute, {piece.begin, equals});
     setValue(attribute, {findLastPart(piece.begin, piece.end), piece.end});

@@ -163,7 +163,12 @@ static NamespaceTable *findTableAtOrAbove(const XMLNode *node)
     return node == nullptr ? nullptr : node->nsTable;
 }
 
-// The nearest table with entries at or above a record.
+// Stands for a table that memory did not suffice for; never written. A lookup finds nothing in it and nothing
+// further out.
+static NamespaceEntry lostSentinel = {};
+static NamespaceTable lostTable = {&lostSentinel, nullptr, 0, 0, nullptr, nullptr};
+
+// The nearest table with entries at or above a record, as far out as a lookup goes.
 static NamespaceTable *findScope(const XMLNode *node)
 {
     NamespaceTable *table = findTableAtOrAbove(node);
@@ -181,17 +186,16 @@ struct Declarations {
 };
 } // namespace
 
-static bool openOwnTable(Declarations &own)
+static void openOwnTable(Declarations &own)
 {
-    if (own.table != nullptr)
-        return true;
     own.table = createTable(own.node->memory);
-    if (own.table == nullptr)
-        return false;
+    if (own.table == nullptr) {
+        own.table = &lostTable;
+        return;
+    }
     own.table->outer = own.outer;
     own.table->inScope = own.outer == nullptr ? 0 : own.outer->inScope;
     own.last = own.table->sentinel;
-    return true;
 }
 
 // Adds what an attribute declares, if it declares a namespace, at the end of the table. Lookups take the
@@ -207,12 +211,19 @@ static void addDeclaration(Declarations &own, const XMLAttribute &attribute)
         key = attribute.name;
         keyLength = attribute.nameLength;
     }
-    if (!openOwnTable(own) || own.table->inScope == kMostDeclarationsInScope)
+    if (own.table == nullptr)
+        openOwnTable(own);
+    if (own.table == &lostTable)
         return;
-    NamespaceEntry *entry = insertEntry(own.table->memory, &own.last->next, key, keyLength, attribute.value,
-                                        attribute.valueLength);
-    if (entry == nullptr)
+    NamespaceEntry *entry = nullptr;
+    if (own.table->inScope < kMostDeclarationsInScope)
+        entry = insertEntry(own.table->memory, &own.last->next, key, keyLength, attribute.value,
+                            attribute.valueLength);
+    if (entry == nullptr) {
+        // Further out the prefix may stand for something else: lookups must end here.
+        own.table->outer = nullptr;
         return;
+    }
     own.last = entry;
     ++own.table->inScope;
 }
@@ -247,12 +258,9 @@ void ILibXML_BuildNamespaceLookupTable(XMLNode *first)
 {
     NamespaceTable *outermost = nullptr;
     for (XMLNode *node = first; node != nullptr; node = node->next) {
-        if (node->isStartTag == 0)
+        if (node->isStartTag == 0 || node->nsTable != nullptr)
             continue;
         NamespaceTable *scope = findScope(node->parent);
-        // A table with entries is what an earlier run made of the same text.
-        if (node->nsTable != nullptr && hasEntries(node->nsTable))
-            continue;
         NamespaceTable *own = readDeclarations(node, scope);
         node->nsTable = own != nullptr ? own : getEmptyTable(node->memory, scope, &outermost);
     }

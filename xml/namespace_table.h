@@ -5,8 +5,9 @@
 struct SlabMemory;
 struct XMLNode;
 
-/// Declarations that are in scope at one record, at most. A lookup may pass by every one of them, and
-/// messages have one lookup for each tag; real ones stay below thirty. One more counts as not declared.
+/// Declarations that are in scope at one record, at most. A lookup may pass by every one of them, and a
+/// message has a lookup for each prefixed tag and attribute: without a ceiling the time grows with the square
+/// of the message. One more counts as not declared.
 constexpr int32_t kMostDeclarationsInScope = 1024;
 
 /// One entry of a namespace table. Key and data are the table's own copies, terminated.
@@ -26,7 +27,8 @@ struct NamespaceTable {
     SlabMemory *memory;       ///< what entries and copies are made of
     int32_t ownsMemory;       ///< whether the memory dies with the table
     int32_t inScope;          ///< in a node list: declarations here and further out
-    NamespaceTable *outer;    ///< in a node list: the nearest table further out that has entries
+    NamespaceTable *outer;    ///< in a node list: the nearest table further out that has entries; null
+                              ///< when a declaration was left out
     NamespaceTable *below;    ///< in a node list: the table of the records below that declare nothing
 };
 
@@ -58,8 +60,9 @@ void ILibTableDestroy(NamespaceTable *table);
 
 /// Gives every start record of the chain the table of the namespaces that it declares itself, empty for most.
 /// Run it after ILibProcessXMLNodeList, whose parents it follows; running it again adds nothing. Attributes
-/// are read as ILibGetXMLAttributes reads them, blanks in place of line ends included. Where memory runs out,
-/// a record is left without a table, or a declaration out of it; past kMostDeclarationsInScope as well.
+/// are read as ILibGetXMLAttributes reads them, blanks in place of line ends included. A declaration past
+/// kMostDeclarationsInScope, or one that memory does not suffice for, is left out: at that record and inside
+/// it no lookup sees what is declared further out, since it might be what the declaration replaces.
 ///
 /// @param first  what ILibParseXML returned; null does nothing
 void ILibXML_BuildNamespaceLookupTable(XMLNode *first);
@@ -69,5 +72,6 @@ void ILibXML_BuildNamespaceLookupTable(XMLNode *first);
 ///
 /// @param prefix        not necessarily terminated; null counts as no prefix
 /// @param prefixLength  bytes; 0 asks for the default namespace
-/// @return terminated; borrowed: valid until the node list is destroyed. "" when nothing declares it
+/// @return terminated; borrowed: valid until the node list is destroyed. "" when nothing declares it,
+/// or when a declaration was left out on the way
 const char *ILibXML_LookupNamespace(const XMLNode *node, const char *prefix, int prefixLength);

@@ -10,18 +10,13 @@ struct alignas(max_align_t) SlabLink {
     SlabLink *older;
 };
 
-// The bytes that the memory's own record takes at the start of its first slab.
-static constexpr size_t kMemoryBytes =
-    (sizeof(SlabMemory) + alignof(max_align_t) - 1) / alignof(max_align_t) * alignof(max_align_t);
-
 SlabMemory *createSlabMemory()
 {
-    char *slab = static_cast<char *>(malloc(kFirstSlabBytes));
-    if (slab == nullptr)
+    SlabMemory *memory = static_cast<SlabMemory *>(malloc(kFirstSlabBytes));
+    if (memory == nullptr)
         return nullptr;
-    SlabMemory *memory = reinterpret_cast<SlabMemory *>(slab);
-    memory->next = slab + kMemoryBytes;
-    memory->end = slab + kFirstSlabBytes;
+    memory->next = reinterpret_cast<char *>(memory + 1);
+    memory->end = reinterpret_cast<char *>(memory) + kFirstSlabBytes;
     memory->nextSlabBytes = 2 * kFirstSlabBytes;
     memory->slabs = nullptr;
     return memory;

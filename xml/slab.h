@@ -6,7 +6,7 @@
 // call of malloc serves hundreds of records, and nothing is given back singly.
 
 /// Where the next piece comes from; lives at the start of its own first slab.
-struct SlabMemory {
+struct alignas(max_align_t) SlabMemory {
     char *next;             ///< first free byte of the newest slab
     char *end;              ///< its end
     size_t nextSlabBytes;   ///< size of the slab to be asked for when this one is used up

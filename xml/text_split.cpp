@@ -55,8 +55,10 @@ static SplitResults *split(char *text, char *end, const Delimiter &delimiter)
     char *begin = text;
     for (size_t i = 0; i < count; ++i) {
         char *found = findDelimiter(begin, end, delimiter);
-        fields[i] = {begin, static_cast<int32_t>(found - begin), i + 1 < count ? &fields[i + 1] : nullptr};
-        begin = found + delimiter.length;
+        const bool isLast = i + 1 == count;
+        fields[i] = {begin, static_cast<int32_t>(found - begin), isLast ? nullptr : &fields[i + 1]};
+        if (!isLast)
+            begin = found + delimiter.length;
     }
     *results = {fields, &fields[count - 1], static_cast<int32_t>(count)};
     return results;

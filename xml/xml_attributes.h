@@ -12,7 +12,7 @@ struct XMLAttribute {
     char *prefix;         ///< the text before the first colon; null when there is none
     int32_t prefixLength; ///< bytes; 0 without a prefix
     XMLNode *parent;      ///< the start record it was read from
-    char *value;          ///< without its quotes; the name once more when no value is given
+    char *value;          ///< without its quotes; the name once more when the attribute has no '='
     int32_t valueLength;  ///< bytes
     XMLAttribute *next;
 };

@@ -26,8 +26,8 @@ struct XMLNode {
     char *textPos;        ///< start record: behind the last ">" before the next "<" (behind the tag, when the
                           ///< text holds none), or the tag's first byte when there is no ">"; end record: its
                           ///< "/"; made-up end record: as on its start record
-    NamespaceTable *nsTable; ///< start records, from ILibXML_BuildNamespaceLookupTable on; null when memory
-                             ///< ran out, and on records that it did not reach
+    NamespaceTable *nsTable; ///< start records, from ILibXML_BuildNamespaceLookupTable on; null on records
+                             ///< that it did not reach, and for want of memory where nothing is declared
     XMLNode *next;           ///< in document order; null at the end
     XMLNode *parent;         ///< start records: the enclosing start record; null at the root
     XMLNode *peer;           ///< start records: the start record right behind the own end; null without one
@@ -36,7 +36,7 @@ struct XMLNode {
 
     // The toolkit's own.
     SlabMemory *memory; ///< what the whole list is made of
-    int32_t hasBlanks;  ///< whether the tag holds a blank or a NUL; without one it has no attributes
+    int32_t hasBlanks;  ///< whether the tag may hold a blank (also a tab, line end or NUL), as parsed
 };
 
 /// Turns a text into tag records. Reads nothing outside the given range and writes nothing; malformed text

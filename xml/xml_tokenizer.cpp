@@ -6,11 +6,12 @@
 
 // A tag's text runs from behind its "<" to the next "<", so that it carries the text content behind it:
 //
-//     ["/"] word [" " attributes] ["/"] ">" content      (each ">" of the content counts as the tag's last
-//     one) word = [prefix ":"] name [":" ignored]
+//     tag  = ["/"] word [" " attributes] ["/"] ">" content
+//     word = [prefix ":"] name [":" ignored]
 //
-// The word ends at the first blank or ">"; the name in it ends earlier at a "/", tab, CR or LF that is not
-// its first byte, and a "/" there makes the tag an empty one.
+// Each ">" of the content counts as the tag's last one. The word ends at the first blank, ">" or "<", or with
+// the message; the name in it ends earlier at a "/", tab, CR or LF that is not its first byte, and a "/"
+// there makes the tag an empty one.
 
 namespace
 {
@@ -129,7 +130,7 @@ static void readRestOfStartTag(Tag &tag)
     tag.hasBlanks = true;
 }
 
-static bool appendRecord(Tokenizer &tokenizer, const Tag &tag, bool isStart, bool isEmpty)
+static bool appendRecord(Tokenizer &tokenizer, const Tag &tag)
 {
     XMLNode *record = static_cast<XMLNode *>(takeFromSlab(tokenizer.memory, sizeof(XMLNode)));
     if (record == nullptr)
@@ -139,8 +140,8 @@ static bool appendRecord(Tokenizer &tokenizer, const Tag &tag, bool isStart, boo
     record->nameLength = static_cast<int32_t>(tag.nameEnd - tag.name);
     record->prefix = tag.prefix;
     record->prefixLength = tag.prefix == nullptr ? 0 : static_cast<int32_t>(tag.name - 1 - tag.prefix);
-    record->isStartTag = isStart ? -1 : 0;
-    record->isEmptyTag = isEmpty ? -1 : 0;
+    record->isStartTag = tag.isStart ? -1 : 0;
+    record->isEmptyTag = tag.isEmpty ? -1 : 0;
     record->textPos = tag.textPos;
     record->memory = tokenizer.memory;
     record->hasBlanks = tag.hasBlanks ? 1 : 0;
@@ -169,9 +170,12 @@ static bool readTag(Tokenizer &tokenizer, char *text, char *messageEnd, char **n
 
     if (tag.isStart)
         readRestOfStartTag(tag);
-    if (!appendRecord(tokenizer, tag, tag.isStart, tag.isEmpty))
+    if (!appendRecord(tokenizer, tag))
         return false;
-    return !tag.isEmpty || appendRecord(tokenizer, tag, false, false);
+    if (!tag.isEmpty)
+        return true;
+    tag.isStart = tag.isEmpty = false;
+    return appendRecord(tokenizer, tag);
 }
 
 XMLNode *ILibParseXML(char *buffer, int offset, int length)
