@@ -32,6 +32,7 @@ void clearEvents(Gateway &gateway, Exchange &exchange)
 {
     // Only what was listed: an event that arose since then was not delivered.
     eraseEventsUpTo(gateway.store, gateway.reportedEvent);
+    ++gateway.deliveries;
     exchange.note = std::to_string(listEvents(gateway.store).size()) + " left";
 }
 
@@ -131,12 +132,13 @@ void scheduleSession(Gateway &gateway, Exchange &exchange)
     const std::string key = takeCommandKey(exchange.request);
     if (count != 1 || delay == 0 || delay > kLongestDelay)
         throw Refusal(kFaultInvalidArguments, "a count other than 1, or a delay that is 0 or too long");
-    // Nobody starts sessions at their time here: what is scheduled is due at once, for whatever session comes
-    // next.
     Transaction transaction(gateway.store);
     const int64_t due = time(nullptr) + delay;
     addSchedule(gateway.store, due, key);
-    raiseDueSchedules(gateway, due);
+    // Where nobody starts sessions at their time, what is scheduled is due at once, for whatever session
+    // comes next.
+    if (!gateway.keepsTime)
+        raiseDueSchedules(gateway, due);
     transaction.end();
     appendU32(exchange.reply, 0);
     exchange.note = std::to_string(delay) + " s, key \"" + key + '"';

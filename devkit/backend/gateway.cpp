@@ -32,8 +32,7 @@ static void fillStore(Gateway &gateway)
     addEvent(gateway.store, "1 BOOT", "");
 }
 
-/// A finished transfer that was not reported keeps its event.
-static void keepTransferEvent(Gateway &gateway)
+void keepTransferEvent(Gateway &gateway)
 {
     if (!oldestTransferComplete(gateway.store).has_value())
         return;
@@ -107,6 +106,34 @@ void commitStaged(Gateway &gateway)
     gateway.staged.clear();
 }
 
+std::string committedValue(const Gateway &gateway, const std::string &name)
+{
+    const auto staged = gateway.staged.find(name);
+    if (staged != gateway.staged.end())
+        return staged->second.has_value() ? staged->second->value : "";
+    const auto found = gateway.tree.find(name);
+    return found == gateway.tree.end() ? "" : found->second.value;
+}
+
+void writeOwnValues(Gateway &gateway, const std::vector<Setting> &values)
+{
+    Transaction transaction(gateway.store);
+    for (const Setting &setting : values) {
+        const auto found = gateway.tree.find(setting.name);
+        if (found == gateway.tree.end())
+            continue;
+        // The tree has the session's value where it has staged one; what is committed then stands aside.
+        const auto staged = gateway.staged.find(setting.name);
+        const bool isAside = staged != gateway.staged.end() && staged->second.has_value();
+        Node &node = isAside ? *staged->second : found->second;
+        const Node before = node;
+        node.value = setting.value;
+        saveNode(gateway.store, setting.name, node);
+        noteChange(gateway, setting.name, node, before);
+    }
+    transaction.end();
+}
+
 void discardStaged(Gateway &gateway)
 {
     for (const auto &[name, before] : gateway.staged) {
@@ -138,6 +165,7 @@ void reboot(Gateway &gateway, const std::string &commandKey)
         addEvent(gateway.store, "M Reboot", commandKey);
     addEvent(gateway.store, "1 BOOT", "");
     transaction.end();
+    gateway.rebootOrdered = true;
 }
 
 void resetToFactory(Gateway &gateway)
@@ -148,6 +176,7 @@ void resetToFactory(Gateway &gateway)
         Transaction transaction(gateway.store);
         fillStore(gateway);
         transaction.end();
+        gateway.rebootOrdered = true;
     } catch (...) {
         gateway.tree = loadTree(gateway.store);
         throw;

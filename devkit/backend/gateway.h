@@ -28,6 +28,9 @@ struct Gateway {
     int64_t reportedEvent = 0;     ///< the last event that an event query listed
     int64_t reportedChange = 0;    ///< the last change that a change query listed
     int64_t toldTransfer = 0;      ///< the finished transfer that this session reports; 0: none
+    bool keepsTime = false;        ///< somebody starts a session when a ScheduleInform is due
+    bool rebootOrdered = false;    ///< since it was last cleared; a factory reset is one, too
+    uint64_t deliveries = 0;       ///< how often a server took the events
 };
 
 /// Opens the store; a new one is filled from the model, with a new gateway's events. The settings are written
@@ -42,8 +45,18 @@ void stageNode(Gateway &gateway, const std::string &name, const std::optional<No
 /// Writes what is staged in one transaction, with the changes and events that arise from it.
 void commitStaged(Gateway &gateway);
 
+/// The parameter's value in the store, whatever is staged; "" when there is no such parameter.
+std::string committedValue(const Gateway &gateway, const std::string &name);
+
+/// Writes values of the gateway's own, whatever the parameters' access. They are committed at once; what a
+/// session has staged stays staged. A name that is no parameter is passed over.
+void writeOwnValues(Gateway &gateway, const std::vector<Setting> &values);
+
 /// Forgets what is staged.
 void discardStaged(Gateway &gateway);
+
+/// A finished transfer that was not reported has its event.
+void keepTransferEvent(Gateway &gateway);
 
 /// A session is over: what it left uncommitted is gone, the transfer that it reported is done with, and the
 /// next one that waits, if any, is due.

@@ -232,6 +232,26 @@ int64_t countTransfers(Store &store)
     return queryInteger(store, "SELECT count(*) FROM transfers");
 }
 
+std::optional<TransferRow> earliestTransfer(Store &store)
+{
+    std::optional<TransferRow> earliest;
+    query(store,
+          "SELECT id, is_upload, due, command_key, file_type, url, username, password, file_size,"
+          " target_file_name, success_url, failure_url FROM transfers ORDER BY due, id LIMIT 1",
+          {}, [&](sqlite3_stmt *row) {
+              earliest = {integerOf(row, 0), integerOf(row, 1) != 0, integerOf(row, 2),
+                          textOf(row, 3),    textOf(row, 4),         textOf(row, 5),
+                          textOf(row, 6),    textOf(row, 7),         static_cast<uint32_t>(integerOf(row, 8)),
+                          textOf(row, 9),    textOf(row, 10),        textOf(row, 11)};
+          });
+    return earliest;
+}
+
+void eraseTransfer(Store &store, int64_t id)
+{
+    execute(store, "DELETE FROM transfers WHERE id=?", {id});
+}
+
 void addTransferComplete(Store &store, const TransferCompleteRow &complete)
 {
     execute(
@@ -260,6 +280,14 @@ void eraseTransferComplete(Store &store, int64_t id)
 void addSchedule(Store &store, int64_t due, const std::string &commandKey)
 {
     execute(store, "INSERT INTO schedules(due, command_key) VALUES(?,?)", {due, commandKey});
+}
+
+std::optional<int64_t> earliestSchedule(Store &store)
+{
+    std::optional<int64_t> earliest;
+    query(store, "SELECT due FROM schedules ORDER BY due LIMIT 1", {},
+          [&](sqlite3_stmt *row) { earliest = integerOf(row, 0); });
+    return earliest;
 }
 
 std::vector<std::string> takeDueSchedules(Store &store, int64_t now)

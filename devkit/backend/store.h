@@ -78,6 +78,7 @@ void eraseEventsUpTo(Store &store, int64_t id);
 // Transfers that the server ordered, and finished ones that it was not told of yet.
 
 struct TransferRow {
+    int64_t id; ///< given by the store
     bool isUpload;
     int64_t due; ///< seconds since the epoch
     std::string commandKey, fileType, url, username, password;
@@ -86,6 +87,10 @@ struct TransferRow {
 };
 void addTransfer(Store &store, const TransferRow &transfer);
 int64_t countTransfers(Store &store);
+
+/// The one to be done first.
+std::optional<TransferRow> earliestTransfer(Store &store);
+void eraseTransfer(Store &store, int64_t id);
 
 struct TransferCompleteRow {
     int64_t id;
@@ -100,6 +105,9 @@ void eraseTransferComplete(Store &store, int64_t id);
 // Sessions that the server asked for by ScheduleInform.
 
 void addSchedule(Store &store, int64_t due, const std::string &commandKey);
+
+/// When the first of them is due, in seconds since the epoch.
+std::optional<int64_t> earliestSchedule(Store &store);
 
 /// Takes those due at that time or before out of the store; returns their command keys, the earliest first.
 std::vector<std::string> takeDueSchedules(Store &store, int64_t now);
