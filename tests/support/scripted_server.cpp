@@ -1,0 +1,96 @@
+#include "scripted_server.h"
+
+#include <arpa/inet.h>
+#include <cstdlib>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <regex>
+#include <sys/socket.h>
+#include <unistd.h>
+
+ScriptedServer::ScriptedServer(std::vector<ScriptedAnswer> script)
+    : answers(std::move(script)), listener(socket(AF_INET, SOCK_STREAM, 0))
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (bind(listener, reinterpret_cast<sockaddr *>(&address), length) != 0 || listen(listener, 8) != 0 ||
+        getsockname(listener, reinterpret_cast<sockaddr *>(&address), &length) != 0)
+        abort();
+    portNumber = ntohs(address.sin_port);
+    thread = std::thread([this] { run(); });
+}
+
+ScriptedServer::~ScriptedServer()
+{
+    requests();
+    close(listener);
+}
+
+std::string ScriptedServer::url(const std::string &path) const
+{
+    return "http://127.0.0.1:" + std::to_string(portNumber) + path;
+}
+
+std::vector<std::string> ScriptedServer::requests()
+{
+    shutdown(listener, SHUT_RDWR);
+    if (thread.joinable())
+        thread.join();
+    return received;
+}
+
+// One request, by its Content-Length; what came of it when the client closes.
+std::string ScriptedServer::readRequest()
+{
+    std::string request;
+    size_t whole = SIZE_MAX;
+    char buffer[65536];
+    while (request.size() < whole) {
+        const ssize_t count = read(connection, buffer, sizeof buffer);
+        if (count <= 0)
+            break;
+        request.append(buffer, static_cast<size_t>(count));
+        const size_t head = request.find("\r\n\r\n");
+        const size_t length = request.find("Content-Length: ");
+        if (whole == SIZE_MAX && head != std::string::npos && length != std::string::npos)
+            whole = head + 4 + strtoul(request.c_str() + length + 16, nullptr, 10);
+    }
+    return request;
+}
+
+void ScriptedServer::sendAnswer(const ScriptedAnswer &answer)
+{
+    const size_t step = answer.pieceSize == 0 ? answer.bytes.size() : answer.pieceSize;
+    for (size_t at = 0; at < answer.bytes.size(); at += step) {
+        const std::string piece = answer.bytes.substr(at, step);
+        if (send(connection, piece.data(), piece.size(), MSG_NOSIGNAL) < 0)
+            return;
+        if (answer.pieceSize != 0)
+            std::this_thread::sleep_for(std::chrono::microseconds(150));
+    }
+}
+
+void ScriptedServer::run()
+{
+    for (size_t next = 0;;) {
+        connection = accept(listener, nullptr, nullptr);
+        if (connection < 0)
+            return;
+        const int now = 1;
+        setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &now, sizeof now);
+        for (bool open = true; open;) {
+            std::string request = readRequest();
+            open = !request.empty();
+            if (!open)
+                break;
+            received.push_back(std::regex_replace(request, std::regex("Date: [^\r]*"), "Date: *"));
+            if (next < answers.size()) {
+                sendAnswer(answers[next]);
+                open = !answers[next++].closeAfter;
+            }
+        }
+        close(connection);
+    }
+}

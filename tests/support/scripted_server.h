@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <thread>
+#include <vector>
+
+/// One answer of a scripted HTTP server.
+struct ScriptedAnswer {
+    std::string bytes;
+    size_t pieceSize = 0;    ///< sent in writes of this many bytes, with a short pause between; 0: in one
+    bool closeAfter = false; ///< the connection is closed behind it
+};
+
+/// A server on a free port of 127.0.0.1, in a thread of its own: takes one whole request for each answer, on
+/// the connection at hand or, when the client closed that, on the next one.
+class ScriptedServer
+{
+    std::vector<ScriptedAnswer> answers;
+    std::vector<std::string> received;
+    int listener;
+    int connection = -1;
+    int portNumber = 0;
+    std::thread thread;
+
+    void run();
+    std::string readRequest();
+    void sendAnswer(const ScriptedAnswer &answer);
+
+  public:
+    explicit ScriptedServer(std::vector<ScriptedAnswer> script);
+    ~ScriptedServer();
+    [[nodiscard]] int port() const { return portNumber; }
+    [[nodiscard]] std::string url(const std::string &path = "/cwmp") const;
+
+    /// The requests, the value of their Date headers masked ("Date: *"); to be asked when the client has
+    /// closed.
+    std::vector<std::string> requests();
+};
