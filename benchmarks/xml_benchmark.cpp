@@ -1,3 +1,4 @@
+#include "messages.h"
 #include "namespace_table.h"
 #include "ratio_report.h"
 #include "xml_node_list.h"
@@ -9,50 +10,6 @@
 
 // A message from the ACS to its tree and back to nothing, beside a streaming parser, two trees, and the least
 // that any reader must do: look at every byte.
-
-static const char kOpening[] =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
-    "<soap:Envelope xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\""
-    " xmlns:soapenc=\"http://schemas.xmlsoap.org/soap/encoding/\" "
-    "xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\""
-    " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:cwmp=\"urn:dslforum-org:cwmp-1-0\">"
-    "<soap:Header><cwmp:ID soap:mustUnderstand=\"1\">1804289383</cwmp:ID></soap:Header><soap:Body>";
-static const char kClosing[] = "</soap:Body></soap:Envelope>";
-
-static std::string nameParameter(int i)
-{
-    return "InternetGatewayDevice.LANDevice." + std::to_string(i / 16 + 1) + ".WLANConfiguration." +
-           std::to_string(i % 16 + 1) + ".SSID";
-}
-
-static std::string makeSetRequest(int structs)
-{
-    std::string text =
-        std::string(kOpening) +
-        "<cwmp:SetParameterValues><ParameterList soapenc:arrayType=\"cwmp:ParameterValueStruct[" +
-        std::to_string(structs) + "]\">";
-    for (int i = 0; i < structs; ++i)
-        text += "<ParameterValueStruct><Name>" + nameParameter(i) +
-                "</Name><Value xsi:type=\"xsd:string\">Guest " + std::to_string(i) +
-                "</Value></ParameterValueStruct>";
-    return text + "</ParameterList><ParameterKey>k</ParameterKey></cwmp:SetParameterValues>" + kClosing;
-}
-
-static std::string makeGetRequest(int names)
-{
-    std::string text = std::string(kOpening) +
-                       "<cwmp:GetParameterValues><ParameterNames soapenc:arrayType=\"xsd:string[" +
-                       std::to_string(names) + "]\">";
-    for (int i = 0; i < names; ++i)
-        text += "<string>" + nameParameter(i) + "</string>";
-    return text + "</ParameterNames></cwmp:GetParameterValues>" + kClosing;
-}
-
-static std::string makeInformResponse()
-{
-    return std::string(kOpening) +
-           "<cwmp:InformResponse><MaxEnvelopes>1</MaxEnvelopes></cwmp:InformResponse>" + kClosing;
-}
 
 static void readOurs(std::string &text)
 {
