@@ -80,24 +80,35 @@ char *handle_ScheduleInformReq(XMLNode *envelope, const char *methodName, const 
     return answerResult(scheduleInform(body, methodName), methodName, header, length);
 }
 
+using TransferWriter = char *(int status, const char *startTime, const char *completeTime,
+                              const SoapHeaderEntry *header, int *length);
+
+// Orders a transfer of the backend, which answers with a Status of 0 or 1, or with a fault code.
+template <typename Request>
+static char *answerTransfer(const Request &request, int (*order)(const Request *, char *, char *),
+                            TransferWriter *write, const char *acsId, int *length, int *accepted)
+{
+    SessionHeader header;
+    if (!makeHeader(acsId, header))
+        return nullptr;
+    if (request.FileType == nullptr || request.URL == nullptr)
+        return sendFaultResponse(kFaultInvalidArguments, header.get(), nullptr, length);
+    char startTime[kTransferTimeSize] = "";
+    char completeTime[kTransferTimeSize] = "";
+    const int type = order(&request, startTime, completeTime);
+    if (type != 0 && type != 1)
+        return sendFaultResponse(type, header.get(), nullptr, length);
+    *accepted = 1;
+    return write(type, startTime, completeTime, header.get(), length);
+}
+
 char *handle_DownloadReq(XMLNode *envelope, const char *methodName, const char *acsId, int kind, int *length,
                          int *flag)
 {
     const Owned<DownloadStr, freeDownloadStr> request(getDownloadAttrs(envelope, methodName, kind));
     if (request == nullptr)
         return refuseRequest("handle_DownloadReq", "Error while processing Download request");
-    SessionHeader header;
-    if (!makeHeader(acsId, header))
-        return nullptr;
-    if (request->FileType == nullptr || request->URL == nullptr)
-        return sendFaultResponse(kFaultInvalidArguments, header.get(), nullptr, length);
-    char startTime[kTransferTimeSize] = "";
-    char completeTime[kTransferTimeSize] = "";
-    const int type = getDownloadType(request.get(), startTime, completeTime);
-    if (type != 0 && type != 1)
-        return sendFaultResponse(type, header.get(), nullptr, length);
-    *flag = 1;
-    return construct_DownloadRespose(type, startTime, completeTime, header.get(), length);
+    return answerTransfer(*request, getDownloadType, construct_DownloadRespose, acsId, length, flag);
 }
 
 char *handle_UploadReq(XMLNode *envelope, const char *methodName, const char *acsId, int kind, int *length,
@@ -106,15 +117,6 @@ char *handle_UploadReq(XMLNode *envelope, const char *methodName, const char *ac
     const Owned<UploadStr, freeUploadStr> request(getUploadAttrs(envelope, methodName, kind));
     if (request == nullptr)
         return refuseRequest("handle_UploadReq", "Error while processing Upload request");
-    SessionHeader header;
-    if (!makeHeader(acsId, header))
-        return nullptr;
-    if (request->FileType == nullptr || request->URL == nullptr)
-        return sendFaultResponse(kFaultInvalidArguments, header.get(), nullptr, length);
-    char startTime[kTransferTimeSize] = "";
-    char completeTime[kTransferTimeSize] = "";
-    const int type = getUploadType(request.get(), startTime, completeTime);
-    if (type != 0 && type != 1)
-        return sendFaultResponse(type, header.get(), nullptr, length);
-    return construct_UploadRespose(type, startTime, completeTime, header.get(), length);
+    int accepted = 0; // nothing hangs on it
+    return answerTransfer(*request, getUploadType, construct_UploadRespose, acsId, length, &accepted);
 }

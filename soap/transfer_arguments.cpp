@@ -17,9 +17,10 @@ struct TextField {
     char **text;
 };
 
-// How many fields are read first: CommandKey, FileType and URL. Without FileType or URL the request is
-// refused anyway, and the rest is not read.
-constexpr size_t kHeadFields = 3;
+// The first fields of both requests. Without FileType or URL the request is refused anyway, and what stands
+// behind them is not read.
+constexpr size_t kFileType = 1;
+constexpr size_t kUrl = 2;
 
 // What the two readers say, each in its own words.
 struct TransferMessages {
@@ -67,12 +68,18 @@ static XMLNode *findRequest(XMLNode *envelope, const char *rpcName, int kind,
     return rpcNode;
 }
 
-// A missing element leaves its text null; false when memory ran out.
-static bool readFields(XMLNode *rpcNode, const char *rpcName, const TextField *fields, size_t count)
+// Reads the fields in their order; a missing element leaves its text null. False when memory ran out.
+static bool readFields(XMLNode *rpcNode, const char *rpcName, const TransferMessages &messages,
+                       const TextField *fields, size_t count)
 {
     for (size_t i = 0; i < count; ++i) {
-        if (readTagText(rpcNode, fields[i].tagName, rpcName, 1, fields[i].text) == kReadNoMemory)
+        if (i == kUrl + 1 && (*fields[kFileType].text == nullptr || *fields[kUrl].text == nullptr))
+            return true;
+        const int status = readTagText(rpcNode, fields[i].tagName, rpcName, 1, fields[i].text);
+        if (status == kReadNoMemory)
             return false;
+        if (status == kReadMissing && safeStrcmp(fields[i].tagName, "DelaySeconds") == 0)
+            printToSyslog("LOG_INFO", "soapResponseParser", messages.function, messages.noDelay);
     }
     return true;
 }
@@ -99,16 +106,8 @@ DownloadStr *getDownloadAttrs(XMLNode *envelope, const char *rpcName, int kind)
         {"SuccessURL", &record->SuccessURL},
         {"FailureURL", &record->FailureURL},
     };
-    if (!readFields(rpcNode, rpcName, fields, kHeadFields))
-        return nullptr;
-    if (record->FileType == nullptr || record->URL == nullptr)
-        return record.release();
-    if (!readFields(rpcNode, rpcName, fields + kHeadFields, std::size(fields) - kHeadFields))
-        return nullptr;
-    if (record->DelaySeconds == nullptr)
-        printToSyslog("LOG_INFO", "soapResponseParser", kDownloadMessages.function,
-                      kDownloadMessages.noDelay);
-    return record.release();
+    const bool read = readFields(rpcNode, rpcName, kDownloadMessages, fields, std::size(fields));
+    return read ? record.release() : nullptr;
 }
 
 UploadStr *getUploadAttrs(XMLNode *envelope, const char *rpcName, int kind)
@@ -129,15 +128,8 @@ UploadStr *getUploadAttrs(XMLNode *envelope, const char *rpcName, int kind)
         {"Password", &record->Password},
         {"DelaySeconds", &record->DelaySeconds},
     };
-    if (!readFields(rpcNode, rpcName, fields, kHeadFields))
-        return nullptr;
-    if (record->FileType == nullptr || record->URL == nullptr)
-        return record.release();
-    if (!readFields(rpcNode, rpcName, fields + kHeadFields, std::size(fields) - kHeadFields))
-        return nullptr;
-    if (record->DelaySeconds == nullptr)
-        printToSyslog("LOG_INFO", "soapResponseParser", kUploadMessages.function, kUploadMessages.noDelay);
-    return record.release();
+    const bool read = readFields(rpcNode, rpcName, kUploadMessages, fields, std::size(fields));
+    return read ? record.release() : nullptr;
 }
 
 char *getRebootParameters(XMLNode *node, const char *rpcName, int kind)
