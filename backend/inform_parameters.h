@@ -7,10 +7,8 @@
 /// The connection request URL that this run reports in place of the backend's (null or "" leaves the
 /// backend's), and the external address that it reports when the backend has none. Borrowed: set once at
 /// start-up, kept until exit.
-// NOLINTBEGIN(bugprone-dynamic-static-initializers): both start as null, a constant.
 extern const char *cl_conreq_url;
 extern const char *cl_xternal_ip;
-// NOLINTEND(bugprone-dynamic-static-initializers)
 
 /// Collects the parameters of an Inform: the required ones, the WAN address, what changed since the last
 /// session, and for a PPP connection its user name. When the changed values cannot be read, the list ends in

@@ -32,6 +32,7 @@ char *convertToUtf8(char *text, int *length)
         return nullptr;
     }
     const iconv_t converter = iconv_open("UTF-8", "ISO-8859-1");
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): so iconv_open says that it failed
     if (converter == reinterpret_cast<iconv_t>(-1)) {
         printf("iconv_open start! open failed\n");
         return latin1.release();
