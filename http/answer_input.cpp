@@ -4,9 +4,15 @@
 
 #include <cstring>
 
-int receiveBytes(char *room, int size, ReadMode mode, bool *timedOut)
+int receiveBytes(const AnswerInput *input, char *room, int size, ReadMode mode, bool *timedOut)
 {
-    const int count = readBytes(gHttpSession.socket, room, size, mode, timedOut);
+    *timedOut = false;
+    int count = readPresent(gHttpSession.socket, room, size, mode);
+    if (count == kNothingYet) {
+        if (input->sink != nullptr)
+            flushBodySink(input->sink);
+        count = awaitBytes(gHttpSession.socket, room, size, mode, timedOut);
+    }
     if (gHttpTransfer.diagnostics && count > 0)
         recordHttpMark(HttpDiagMark::bytesReceived, count);
     return count;
@@ -14,6 +20,8 @@ int receiveBytes(char *room, int size, ReadMode mode, bool *timedOut)
 
 int fillInput(AnswerInput *input)
 {
+    if (input->ended)
+        return 0;
     if (input->start == input->end || input->end == input->size) {
         const int inHand = input->end - input->start;
         memmove(input->buffer, input->buffer + input->start, static_cast<size_t>(inHand));
@@ -21,10 +29,11 @@ int fillInput(AnswerInput *input)
         input->end = inHand;
     }
     bool timedOut = false;
-    const int count =
-        receiveBytes(input->buffer + input->end, input->size - input->end, ReadMode::keep, &timedOut);
+    const int room = input->size - input->end;
+    const int count = receiveBytes(input, input->buffer + input->end, room, ReadMode::keep, &timedOut);
     if (count > 0)
         input->end += count;
+    input->ended = room > 0 && count <= 0;
     input->buffer[input->end] = '\0';
     return count;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "body_sink.h"
 #include "socket_io.h"
 
 /// The received bytes in hand: buffer[start] to buffer[end - 1], then a NUL.
@@ -8,14 +9,19 @@ struct AnswerInput {
     int size;     ///< bytes of one read at most
     int start;
     int end;
+    bool ended;     ///< fillInput read nothing once: it does not wait again
+    BodySink *sink; ///< borrowed: the body being read; null outside one. Flushed before each wait
 };
 
-/// Reads from the session's socket into the given room, as readBytes; a diagnostics run counts the bytes.
+/// Reads from the session's socket into the given room, after a wait if need be; a diagnostics run counts the
+/// bytes.
+///
+/// @param timedOut  receives whether a wait ran its full time
 /// @return bytes read; 0 or -1 when nothing came
-int receiveBytes(char *room, int size, ReadMode mode, bool *timedOut);
+int receiveBytes(const AnswerInput *input, char *room, int size, ReadMode mode, bool *timedOut);
 
 /// Reads on behind what is in hand, once.
-/// @return bytes read; 0 or less when nothing came or the buffer is full of what is still in hand
+/// @return bytes read; 0 or less when nothing came, now or before, or the buffer is full of what is in hand
 int fillInput(AnswerInput *input);
 
 /// Reads on until what is in hand holds the mark.

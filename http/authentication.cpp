@@ -46,7 +46,9 @@ static const ChallengeKey *findChallengeKey(const char *text)
     return nullptr;
 }
 
-// An unknown key turns the whole challenge into a Basic one: servers that send one are answered so.
+// A key that is not in the table turns the whole challenge into a Basic one; that is meant, and "stale" or
+// "domain" is enough. No answer's head is long enough for an offset past 16 bits: that guard is for callers
+// with a text of their own.
 static void noteValue(const ChallengeReader *reader, size_t offset)
 {
     if (reader->key == nullptr)
@@ -104,7 +106,7 @@ static void takeChallengeCharacter(ChallengeReader *reader, char *challenge, siz
 
 int http_parse_challenge(const char *value, HttpAuthState *auth, const char **end)
 {
-    const size_t length = strcspn(value, "\r");
+    const size_t length = lengthBefore(value, "\r");
     *end = value + length;
     if (strncmp(value, kDigestScheme, kDigestSchemeLength) != 0) {
         auth->type = kHttpAuthBasic;

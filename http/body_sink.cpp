@@ -30,14 +30,17 @@ static bool growText(BodySink *sink)
 }
 
 // After a failed write nothing more is written: the file stays a beginning of the body.
-static void writeGathered(BodySink *sink)
+void flushBodySink(BodySink *sink)
 {
+    if (sink->place == BodyPlace::memory)
+        return;
     FILE *file = gHttpTransfer.downloadFile;
-    if (sink->place == BodyPlace::file && sink->used > 0 && ferror(file) == 0) {
-        fwrite(sink->bytes, 1, static_cast<size_t>(sink->used), file);
+    const int gathered = sink->used - sink->written;
+    if (sink->place == BodyPlace::file && gathered > 0 && ferror(file) == 0) {
+        fwrite(sink->bytes + sink->written, 1, static_cast<size_t>(gathered), file);
         fflush(file);
     }
-    sink->used = 0;
+    sink->written = sink->used;
 }
 
 static char *offerPiece(BodySink *sink, int wanted, int *room)
@@ -46,7 +49,9 @@ static char *offerPiece(BodySink *sink, int wanted, int *room)
         return nullptr;
     *room = wanted < kDownloadPiece ? wanted : kDownloadPiece;
     if (sink->size - sink->used < *room)
-        writeGathered(sink);
+        flushBodySink(sink);
+    if (sink->written == sink->used)
+        sink->written = sink->used = 0;
     return sink->bytes + sink->used;
 }
 
@@ -62,25 +67,25 @@ char *offerRoom(BodySink *sink, int wanted, int *room)
     return sink->bytes + sink->used;
 }
 
-void takeIn(BodySink *sink, int count, int room)
+void takeIn(BodySink *sink, int count)
 {
-    if (count > 0) {
-        sink->used += count;
-        sink->length += count;
-    }
-    if (sink->place != BodyPlace::memory && count < room)
-        writeGathered(sink);
+    sink->used += count;
+    sink->length += count;
 }
 
 bool putBytes(BodySink *sink, const char *bytes, int count)
 {
+    if (sink->place == BodyPlace::nowhere) {
+        sink->length += count;
+        return true;
+    }
     while (count > 0) {
         int room = 0;
         char *to = offerRoom(sink, count, &room);
         if (to == nullptr)
             return false;
         memcpy(to, bytes, static_cast<size_t>(room));
-        takeIn(sink, room, room);
+        takeIn(sink, room);
         bytes += room;
         count -= room;
     }
@@ -103,8 +108,7 @@ char *closeBodySink(BodySink *sink)
 
 void dropBodySink(BodySink *sink)
 {
-    if (sink->place != BodyPlace::memory)
-        writeGathered(sink);
+    flushBodySink(sink);
     free(sink->bytes);
     sink->bytes = nullptr;
 }

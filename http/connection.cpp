@@ -109,30 +109,33 @@ static int waitReadable(int descriptor)
     return select(descriptor + 1, &readable, nullptr, nullptr, &wait);
 }
 
-// In a transfer the next bytes are mostly there, so a look that does not wait saves a system call a read.
-int readBytes(int descriptor, char *buffer, int size, ReadMode mode, bool *timedOut)
+static int receive(int descriptor, char *buffer, int size, ReadMode mode, int flags)
 {
-    *timedOut = false;
+    if (mode == ReadMode::discard)
+        flags |= MSG_TRUNC;
+    return static_cast<int>(recv(descriptor, buffer, static_cast<size_t>(size), flags));
+}
+
+int readPresent(int descriptor, char *buffer, int size, ReadMode mode)
+{
     if (size < 1)
         return 0;
-    const size_t wanted = static_cast<size_t>(size);
-    const int flags = mode == ReadMode::discard ? MSG_TRUNC : 0;
-    const ssize_t present = recv(descriptor, buffer, wanted, flags | MSG_DONTWAIT);
-    if (present >= 0 || (errno != EAGAIN && errno != ENOTSOCK))
-        return static_cast<int>(present);
-    if (waitReadable(descriptor) == 0) {
-        *timedOut = true;
-        return 0;
-    }
-    if (mode == ReadMode::discard)
-        return static_cast<int>(recv(descriptor, buffer, wanted, flags));
-    return static_cast<int>(read(descriptor, buffer, wanted));
+    const int count = receive(descriptor, buffer, size, mode, MSG_DONTWAIT);
+    return count < 0 && errno == EAGAIN ? kNothingYet : count;
+}
+
+int awaitBytes(int descriptor, char *buffer, int size, ReadMode mode, bool *timedOut)
+{
+    *timedOut = waitReadable(descriptor) == 0;
+    return *timedOut ? 0 : receive(descriptor, buffer, size, mode, 0);
 }
 
 int http_read(int descriptor, char *buffer, int size)
 {
     bool timedOut = false;
-    const int count = readBytes(descriptor, buffer, size, ReadMode::keep, &timedOut);
+    int count = readPresent(descriptor, buffer, size, ReadMode::keep);
+    if (count == kNothingYet)
+        count = awaitBytes(descriptor, buffer, size, ReadMode::keep, &timedOut);
     const int filled = count > 0 ? count : 0;
     if (size > filled)
         memset(buffer + filled, 0, static_cast<size_t>(size - filled));

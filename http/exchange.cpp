@@ -91,7 +91,7 @@ static bool exchangeOnce(const HttpRequest *request, int *status, char **body)
     OwnedText scratch(head.text);
     if (built != 0 || !sendRequest(request, &head))
         return false;
-    AnswerInput input = {scratch.get(), kHttpBufferSize, 0, 0};
+    AnswerInput input = {scratch.get(), kHttpBufferSize, 0, 0, false, nullptr};
     *body = readFinalAnswer(&input, request->framing, status);
     return true;
 }
@@ -128,8 +128,7 @@ static void giveUpAuthorization(HttpFraming framing)
     gHttpTransfer.uploadInProgress = false;
 }
 
-// Connects anew where the refused request's connection cannot carry another one: when the server closes it,
-// and after a GET, of whose refusal a part may still be on its way.
+// Connects anew when the server closes the refused request's connection; a GET always connects anew.
 static bool prepareResend()
 {
     gHttpSession.lastStatus = 401;

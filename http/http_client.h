@@ -42,7 +42,7 @@ constexpr int kHttpAuthBasic = 0;
 constexpr int kHttpAuthDigest = 1;
 constexpr int kHttpAuthNone = 255; ///< no challenge seen yet
 
-/// The stored challenge and credentials (RFC 2617).
+/// The stored challenge and credentials (RFC 2617, Basic: section 2, Digest: section 3).
 ///
 /// An offset points to a NUL-terminated value in the challenge; 0 says that the key was never seen. Offsets
 /// outlive their challenge: a key missing from a later one keeps its old offset, which may lie past the new
@@ -101,7 +101,7 @@ void http_close();
 /// that is none. The slots may be half written then
 int http_parse_url(const char *url, char *host, unsigned char *address, char *path, int *port);
 
-/// Waits up to 30 s for the descriptor to become readable, then reads once; also when the wait failed.
+/// Waits up to 30 s for the socket to become readable, then reads once; also when the wait failed.
 ///
 /// @param size  bytes of buffer; what the read does not fill is zeroed
 /// @return bytes read; 0 at the end of the stream, when the wait timed out, or for a size below 1; -1 when
@@ -113,13 +113,14 @@ int http_read(int descriptor, char *buffer, int size);
 int http_write(int descriptor, const char *buffer, int length);
 
 // The senders: one request, its answer, and one resend after a first 401. Each waits 100 ms before it looks
-// for the answer.
+// for the answer. When the reconnect for the resend fails, each leaves the status slot unwritten, so that the
+// caller's initial value speaks.
 
 /// Posts a body by s_pcTr069Method: a CWMP message, or with "PUT" a file.
 ///
 /// @param body    length bytes; may be null when length is 0
-/// @param status  receives the HTTP status, -1 when there was no (whole) answer; left unwritten when memory
-/// runs out, the send is short or the reconnect after a 401 fails, so that the caller's initial value speaks
+/// @param status  receives the HTTP status, -1 when there was no (whole) answer; left unwritten also when
+/// memory runs out or the send is short
 /// @return the answer's body, NUL-terminated, freed by the caller with free; null when it had none
 char *SendSoapMessage(const char *body, int length, int *status);
 
@@ -148,9 +149,11 @@ void writeUploadErrorFlag(int code);
 // The answer.
 
 /// Reads one answer from the connection: after 100 ms the head, then the body by its length or by chunks. A
-/// body that the server never completes is waited for without an end.
+/// body of known length that the server never completes is waited for without an end; anything else that
+/// does not come is waited for once.
 ///
-/// @param buffer  size + 1 bytes; a head that does not fit is read as far as it does
+/// @param buffer  size + 1 bytes; a head that does not fit is read as far as it does, and what follows counts
+/// as the body
 /// @param status  receives the HTTP status (0 for HTTP/1.0); -1 when nothing came, the head could not be
 /// stored, its length is none, memory ran out or a chunk broke off; left unwritten when no next chunk came
 /// @param length  receives the body's length in bytes, 0 without one
@@ -172,15 +175,16 @@ const char *http_parse_headers(const char *text, int *status, int *length, int *
 
 // Authentication (RFC 2617).
 
-/// Stores the challenge of a WWW-Authenticate value.
+/// Stores the challenge of a WWW-Authenticate value (section 3.2.1; whatever is no Digest counts as Basic).
 ///
 /// @param value  the header's value; it ends at a CR or a NUL
 /// @param end    receives that end, on every path
 /// @return 0; or -1 when memory runs out, and then the state is as before
 int http_parse_challenge(const char *value, HttpAuthState *auth, const char **end);
 
-/// Appends the credentials and their line end ("Basic ..." for a Basic challenge, else "Digest ...") to a
-/// request head. Asks the platform library for the client nonce and the Digest response.
+/// Appends the credentials and their line end ("Basic ..." for a Basic challenge, section 2, else
+/// "Digest ...", section 3.2.2) to a request head. Asks the platform library for the client nonce and the
+/// Digest response.
 ///
 /// @return 0; or -1 when memory runs out
 int http_build_auth(const HttpAuthState *auth, HttpHead *head);

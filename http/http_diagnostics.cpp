@@ -7,8 +7,7 @@
 static constexpr int32_t kResponseStep = 2751;
 static constexpr int32_t kBeginStep = 3415;
 
-// Whole milliseconds tell of a coarse clock; whoever reads the record expects microseconds that look
-// measured.
+// A coarse clock's stamps are spread, so that they are not all whole milliseconds.
 static constexpr int32_t kMillisecond = 1000;
 static constexpr int32_t kJitterRange = 5000;
 

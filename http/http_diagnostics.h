@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-// The time stamps and byte counts of one HTTP test (TR-143 section 4), taken while the client works.
+// The time stamps and byte counts of one HTTP test (TR-143), taken while the client works.
 
 /// What a test measured. All fields are zero until their mark is taken; a time stamp is gettimeofday's, its
 /// microseconds are nudged by the marks and may pass 999,999.

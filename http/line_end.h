@@ -8,9 +8,17 @@ constexpr LineEnd advanceLineEnd(LineEnd state, char c)
 {
     if (c != '\r' && c != '\n')
         return LineEnd::none;
-    if (state == (c == '\r' ? LineEnd::none : LineEnd::cr))
-        return c == '\r' ? LineEnd::cr : LineEnd::crLf;
-    if (state == (c == '\r' ? LineEnd::crLf : LineEnd::crLfCr))
-        return c == '\r' ? LineEnd::crLfCr : LineEnd::blankLine;
+    switch (state) {
+    case LineEnd::none:
+        return c == '\r' ? LineEnd::cr : state;
+    case LineEnd::cr:
+        return c == '\n' ? LineEnd::crLf : state;
+    case LineEnd::crLf:
+        return c == '\r' ? LineEnd::crLfCr : state;
+    case LineEnd::crLfCr:
+        return c == '\n' ? LineEnd::blankLine : state;
+    case LineEnd::blankLine:
+        break;
+    }
     return state;
 }

@@ -52,8 +52,8 @@ static void formatDate(char date[kDateSize])
         strftime(date, kDateSize, "%a, %d %b %Y %H:%M:%S GMT", utc);
 }
 
-// The port is written also when it is 80, the SoapAction is empty and the agent's blank is missing: servers
-// in the field know the device by these lines. An empty path leaves two blanks in a row.
+// These lines are the device's fixed wire form and meant as they are: the port also when it is 80, the empty
+// SoapAction, the agent without a blank. An empty path leaves two blanks in a row.
 static void appendFixedHeaders(HttpHead *head, HttpFraming framing)
 {
     const HttpSession *session = &gHttpSession;
@@ -81,7 +81,8 @@ static void appendFixedHeaders(HttpHead *head, HttpFraming framing)
     }
 }
 
-// After a 401 without a challenge there is nothing to answer; a download then sends no credentials at all.
+// After a 401 without a challenge a download sends no credentials; the other two senders send Digest
+// credentials of empty values.
 static bool needsAuthorization(HttpFraming framing)
 {
     if (gHttpAuth.type != kHttpAuthNone)
@@ -89,7 +90,7 @@ static bool needsAuthorization(HttpFraming framing)
     return framing != HttpFraming::empty && gHttpSession.lastStatus == 401;
 }
 
-// A CWMP post carries no Content-Type: it is what the ACS products are used to.
+// A POST, and a PUT of nothing, announce no type; that is meant.
 static void appendBodyHeaders(HttpHead *head, HttpFraming framing, int length)
 {
     const char *type = length != 0 ? kXmlType : kBinaryType;

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <unistd.h>
 
-// Most servers have answered by then, so that one read takes the whole answer.
+// The pause lets one read take a short answer whole.
 static constexpr useconds_t kAnswerPauseMicroseconds = 100 * 1000;
 
 /// What the head says of the body.
@@ -38,7 +38,7 @@ static bool receiveHead(AnswerInput *input)
     }
 }
 
-// A server that sends both is one that this device must not be run against: stop at once, in every build.
+// Two lengths contradict each other; the process ends in every build, and that is meant.
 static void refuseTwoLengths(const AnswerHead *head)
 {
     if (head->chunked != 1 || head->length == 0)
@@ -58,20 +58,29 @@ static BodyPlace chooseBodyPlace(const AnswerHead *head, const AnswerInput *inpu
     return head->status == 401 && (head->chunked == 1 || wholeInHand) ? BodyPlace::nowhere : BodyPlace::file;
 }
 
-// Chunks of any other answer stay unread.
-static bool hasChunks(const AnswerHead *head)
+// Chunks of any other answer stay unread. A 204 never has a body (RFC 2616 section 10.2.5): what is in hand
+// is decoded, but none is waited for.
+static bool hasChunks(const AnswerHead *head, const AnswerInput *input)
 {
-    return head->chunked == 1 && (head->status == 200 || head->status == 204 || head->status == 401);
+    if (head->chunked != 1)
+        return false;
+    const bool bytesInHand = input->start != input->end;
+    return head->status == 200 || head->status == 401 || (head->status == 204 && bytesInHand);
+}
+
+static BodyResult readBody(AnswerInput *input, const AnswerHead *head)
+{
+    if (hasChunks(head, input))
+        return readChunkedBody(input);
+    return head->length > 0 ? readCountedBody(input) : BodyResult::complete;
 }
 
 static char *receiveBody(AnswerInput *input, const AnswerHead *head, int *status, int *length)
 {
-    BodySink sink = {chooseBodyPlace(head, input), head->length, nullptr, 0, 0, 0};
-    BodyResult result = BodyResult::complete;
-    if (hasChunks(head))
-        result = readChunkedBody(input, &sink);
-    else if (head->length > 0)
-        result = readCountedBody(input, &sink);
+    BodySink sink = {chooseBodyPlace(head, input), head->length, nullptr, 0, 0, 0, 0};
+    input->sink = &sink;
+    const BodyResult result = readBody(input, head);
+    input->sink = nullptr;
     if (result != BodyResult::complete) {
         dropBodySink(&sink);
         if (result == BodyResult::brokenOff)
@@ -104,6 +113,6 @@ char *receiveAnswer(AnswerInput *input, int *status, int *length, char **cookie)
 
 char *http_rcv_parse(char *buffer, int size, int *status, int *length, char **cookie)
 {
-    AnswerInput input = {buffer, size, 0, 0};
+    AnswerInput input = {buffer, size, 0, 0, false, nullptr};
     return receiveAnswer(&input, status, length, cookie);
 }

@@ -5,29 +5,37 @@
 #include <unistd.h>
 
 // chunked body = *( size [";" extension] CRLF size-bytes CRLF ) "0" [";" extension] CRLF *( trailer CRLF )
-// CRLF A line of it must fit into the input's buffer.
+//                CRLF
+// A line of it must fit into the input's buffer.
 
 static constexpr useconds_t kRetryPauseMicroseconds = 100 * 1000;
 static constexpr char kLineEnd[] = "\r\n";
 static constexpr char kBlankLine[] = "\r\n\r\n";
 
-static bool takeFromHand(AnswerInput *input, BodySink *sink, int *missing)
+static bool takeFromHand(AnswerInput *input, int *missing)
 {
     const int inHand = input->end - input->start;
     const int count = inHand < *missing ? inHand : *missing;
-    if (!putBytes(sink, input->buffer + input->start, count))
+    if (!putBytes(input->sink, input->buffer + input->start, count))
         return false;
     input->start += count;
     *missing -= count;
     return true;
 }
 
+static void pauseBeforeRetry(BodySink *sink)
+{
+    flushBodySink(sink);
+    usleep(kRetryPauseMicroseconds);
+}
+
 enum class OnSilence { breakOff, waitOn };
 
-static BodyResult readData(AnswerInput *input, BodySink *sink, int size, OnSilence onSilence)
+static BodyResult readData(AnswerInput *input, int size, OnSilence onSilence)
 {
+    BodySink *sink = input->sink;
     int missing = size;
-    if (!takeFromHand(input, sink, &missing))
+    if (!takeFromHand(input, &missing))
         return BodyResult::brokenOff;
     const ReadMode mode = sink->place == BodyPlace::nowhere ? ReadMode::discard : ReadMode::keep;
     while (missing > 0) {
@@ -36,23 +44,25 @@ static BodyResult readData(AnswerInput *input, BodySink *sink, int size, OnSilen
         if (to == nullptr)
             return BodyResult::brokenOff;
         bool timedOut = false;
-        const int count = receiveBytes(to, room, mode, &timedOut);
-        takeIn(sink, count, room);
-        if (count > 0)
+        const int count = receiveBytes(input, to, room, mode, &timedOut);
+        if (count > 0) {
+            takeIn(sink, count);
             missing -= count;
-        else if (onSilence == OnSilence::breakOff)
+            continue;
+        }
+        if (onSilence == OnSilence::breakOff)
             return BodyResult::brokenOff;
-        else if (!timedOut)
-            usleep(kRetryPauseMicroseconds);
+        if (!timedOut)
+            pauseBeforeRetry(sink);
     }
     return BodyResult::complete;
 }
 
-// A body of known length is waited for until it is whole; its sender may be a file server on a line that
-// hangs for minutes. A connection that is at its end answers at once, hence the pause.
-BodyResult readCountedBody(AnswerInput *input, BodySink *sink)
+// A body of known length is waited for until it is whole; meant: there is no deadline. A connection that is
+// at its end answers at once, hence the pause.
+BodyResult readCountedBody(AnswerInput *input)
 {
-    return readData(input, sink, sink->expected, OnSilence::waitOn);
+    return readData(input, input->sink->expected, OnSilence::waitOn);
 }
 
 // The line end behind a chunk's data, if it is there.
@@ -63,8 +73,13 @@ static void skipLineEnd(AnswerInput *input)
         input->start += 2;
 }
 
+struct ChunkSize {
+    long long bytes;
+    bool isNumber;
+};
+
 // Reads a size line; input->start is left at its line end.
-static BodyResult readChunkSize(AnswerInput *input, long long *size)
+static BodyResult readChunkSize(AnswerInput *input, ChunkSize *size)
 {
     const int length = fillUntil(input, kLineEnd);
     if (length < 0)
@@ -72,31 +87,38 @@ static BodyResult readChunkSize(AnswerInput *input, long long *size)
     char *line = input->buffer + input->start;
     const char lineEnd = line[length];
     line[length] = '\0';
-    *size = strtoll(line, nullptr, 16);
+    char *numberEnd = line;
+    size->bytes = strtoll(line, &numberEnd, 16);
+    size->isNumber = numberEnd != line;
     line[length] = lineEnd;
     input->start += length;
     return BodyResult::complete;
 }
 
-BodyResult readChunkedBody(AnswerInput *input, BodySink *sink)
+// Dropped, so that the next answer starts clean; a missing one does not spoil the body.
+static void skipTrailer(AnswerInput *input)
+{
+    const int trailer = fillUntil(input, kBlankLine);
+    input->start = trailer < 0 ? input->end : input->start + trailer + static_cast<int>(strlen(kBlankLine));
+}
+
+BodyResult readChunkedBody(AnswerInput *input)
 {
     for (;;) {
-        long long size = 0;
+        ChunkSize size = {};
         BodyResult result = readChunkSize(input, &size);
         if (result != BodyResult::complete)
             return result;
-        if (size < 1)
-            break;
-        if (size > kLongestBody - sink->length)
+        if (size.bytes == 0 && size.isNumber)
+            skipTrailer(input);
+        if (size.bytes < 1)
+            return BodyResult::complete;
+        if (size.bytes > kLongestBody - input->sink->length)
             return BodyResult::brokenOff;
         input->start += static_cast<int>(strlen(kLineEnd));
-        result = readData(input, sink, static_cast<int>(size), OnSilence::breakOff);
+        result = readData(input, static_cast<int>(size.bytes), OnSilence::breakOff);
         if (result != BodyResult::complete)
             return result;
         skipLineEnd(input);
     }
-    // The trailer is dropped, so that the next answer starts clean; a missing one does not spoil the body.
-    const int trailer = fillUntil(input, kBlankLine);
-    input->start = trailer < 0 ? input->end : input->start + trailer + static_cast<int>(strlen(kBlankLine));
-    return BodyResult::complete;
 }

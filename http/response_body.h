@@ -1,7 +1,6 @@
 #pragma once
 
 #include "answer_input.h"
-#include "body_sink.h"
 
 enum class BodyResult {
     complete,
@@ -9,9 +8,9 @@ enum class BodyResult {
     noNextChunk
 };
 
-/// Reads the rest of a body of sink->expected bytes. What never comes is waited for without an end.
-BodyResult readCountedBody(AnswerInput *input, BodySink *sink);
+/// Reads a body of input->sink->expected bytes into that sink. What never comes is waited for without an end.
+BodyResult readCountedBody(AnswerInput *input);
 
-/// Reads a chunked body (RFC 2616 section 3.6.1) up to the blank line after its last chunk. A size that is
-/// negative or no number ends the body as a last chunk does; one past kLongestBody breaks it off.
-BodyResult readChunkedBody(AnswerInput *input, BodySink *sink);
+/// Reads a chunked body into input->sink (RFC 2616 section 3.6.1) up to the blank line after its last chunk.
+/// A size that is negative or no number ends the body at once; one past kLongestBody breaks it off.
+BodyResult readChunkedBody(AnswerInput *input);

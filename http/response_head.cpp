@@ -18,7 +18,8 @@ struct CookieValue {
 
 /// What a head says, while it is read.
 struct HeadReader {
-    const char *end; ///< the head's NUL
+    const char *next; ///< where to go on: a value's start for its reader; null when memory ran out
+    const char *end;  ///< the head's NUL
     int status;
     int length;
     int chunked;
@@ -26,50 +27,51 @@ struct HeadReader {
     int cookieCount;
 };
 
-static const char *readStatus(const char *value, HeadReader *reader)
+static size_t countRest(const HeadReader *reader)
 {
-    reader->status = textToInt(value, static_cast<size_t>(reader->end - value));
-    return value;
+    return static_cast<size_t>(reader->end - reader->next);
 }
 
-static const char *readCookie(const char *value, HeadReader *reader)
+static void readStatus(HeadReader *reader)
+{
+    reader->status = textToInt(reader->next, countRest(reader));
+}
+
+static void readCookie(HeadReader *reader)
 {
     if (reader->cookieCount < kMaximumCookies)
-        reader->cookies[reader->cookieCount++] = {value, strcspn(value, ";\r")};
-    return value;
+        reader->cookies[reader->cookieCount++] = {reader->next, lengthBefore(reader->next, ";\r")};
 }
 
-static const char *readLength(const char *value, HeadReader *reader)
+static void readLength(HeadReader *reader)
 {
-    const int64_t length = readDecimal(value, static_cast<size_t>(reader->end - value));
+    const int64_t length = readDecimal(reader->next, countRest(reader));
     reader->length = length < 0 || length >= INT_MAX ? -1 : static_cast<int>(length);
-    return value;
 }
 
-static const char *readConnection(const char *value, HeadReader * /*reader*/)
+static void readConnection(HeadReader *reader)
 {
-    if (strncmp(value, "Close", 5) == 0 || strncmp(value, "close", 5) == 0)
+    if (strncmp(reader->next, "Close", 5) == 0 || strncmp(reader->next, "close", 5) == 0)
         gHttpSession.closeRequested = true;
-    return value;
 }
 
-static const char *readChallenge(const char *value, HeadReader * /*reader*/)
+// The one value that is passed over; behind the start of any other the names are looked for again.
+static void readChallenge(HeadReader *reader)
 {
     const char *end = nullptr;
-    return http_parse_challenge(value, &gHttpAuth, &end) == 0 ? end : nullptr;
+    reader->next = http_parse_challenge(reader->next, &gHttpAuth, &end) == 0 ? end : nullptr;
 }
 
-static const char *readCoding(const char *value, HeadReader *reader)
+static void readCoding(HeadReader *reader)
 {
-    if (strncmp(value, "chunked", 7) == 0)
+    if (strncmp(reader->next, "chunked", 7) == 0)
         reader->chunked = 1;
-    return value;
 }
 
 struct HeaderName {
     const char *name;
-    bool atLineStart;                                                ///< not looked for elsewhere in a line
-    const char *(*readValue)(const char *value, HeadReader *reader); ///< where to go on; null: no memory
+    bool atLineStart; ///< not looked for elsewhere in a line
+    void (*readValue)(HeadReader *reader);
 };
 
 static constexpr HeaderName kHeaderNames[] = {
@@ -81,15 +83,17 @@ static constexpr HeaderName kHeaderNames[] = {
     {"Transfer-Encoding: ", false, readCoding},
 };
 
-// Tries the names at one position. Returns where to go on; null when memory ran out.
-static const char *readHeaderAt(const char *at, bool lineStart, HeadReader *reader)
+// Tries the names at one position.
+static void readHeader(HeadReader *reader, bool lineStart)
 {
     for (const HeaderName &header : kHeaderNames) {
         const size_t length = strlen(header.name);
-        if ((lineStart || !header.atLineStart) && strncmp(at, header.name, length) == 0)
-            return header.readValue(at + length, reader);
+        if ((lineStart || !header.atLineStart) && strncmp(reader->next, header.name, length) == 0) {
+            reader->next += length;
+            return header.readValue(reader);
+        }
     }
-    return at + 1;
+    ++reader->next;
 }
 
 // The session's cookie is this answer's, or stays. Blank, then semicolon: the joint is written back as it is.
@@ -118,18 +122,22 @@ static bool storeCookies(const HeadReader *reader, char **cookie)
 const char *http_parse_headers(const char *text, int *status, int *length, int *chunked, char **cookie)
 {
     HeadReader reader = {};
+    reader.next = text;
     reader.end = text + strlen(text);
     LineEnd lineEnd = LineEnd::none;
-    const char *at = text;
-    while (at != nullptr && *at != '\0' && lineEnd != LineEnd::blankLine) {
-        const bool lineStart = at == text || lineEnd == LineEnd::crLf;
-        lineEnd = advanceLineEnd(lineEnd, *at);
-        at = lineEnd == LineEnd::none && *at != '\n' ? readHeaderAt(at, lineStart, &reader) : at + 1;
+    while (reader.next != nullptr && *reader.next != '\0' && lineEnd != LineEnd::blankLine) {
+        const bool lineStart = reader.next == text || lineEnd == LineEnd::crLf;
+        const char c = *reader.next;
+        lineEnd = advanceLineEnd(lineEnd, c);
+        if (lineEnd == LineEnd::none && c != '\n')
+            readHeader(&reader, lineStart);
+        else
+            ++reader.next;
     }
     *status = reader.status;
     *length = reader.length;
     *chunked = reader.chunked;
-    if (at == nullptr || !storeCookies(&reader, cookie))
+    if (reader.next == nullptr || !storeCookies(&reader, cookie))
         return nullptr;
-    return at;
+    return reader.next;
 }

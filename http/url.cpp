@@ -30,8 +30,29 @@ static const char *readPort(const char *text, int *port)
     return text + consumed;
 }
 
+// An address in four decimal numbers needs no resolver, which would bring its configuration and much of the C
+// library into memory.
+static bool readAddress(const char *host, unsigned char *address)
+{
+    for (int i = 0; i < 4; ++i) {
+        size_t consumed = 0;
+        const int64_t number = readDecimal(host, strlen(host), &consumed);
+        const bool zeroLed = host[0] == '0' && consumed > 1; // would be octal
+        if (host[0] < '0' || host[0] > '9' || zeroLed || number > UINT8_MAX)
+            return false;
+        address[i] = static_cast<unsigned char>(number);
+        host += consumed;
+        if (*host != (i < 3 ? '.' : '\0'))
+            return false;
+        host += i < 3 ? 1 : 0;
+    }
+    return true;
+}
+
 static int resolveHost(const char *host, unsigned char *address)
 {
+    if (readAddress(host, address))
+        return 0;
     const hostent *entry = gethostbyname(host);
     if (entry == nullptr || entry->h_addrtype != AF_INET || entry->h_length != 4 ||
         entry->h_addr_list[0] == nullptr)

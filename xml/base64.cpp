@@ -58,7 +58,8 @@ int ILibBase64Encode(const unsigned char *input, int inputLength, char **output)
     if (input == nullptr || inputLength < 1)
         return 0;
     const size_t length = static_cast<size_t>(inputLength);
-    char *text = static_cast<char *>(malloc(length * 4 / 3 + 5));
+    // Four thirds of the length, which times four might pass 32 bits.
+    char *text = static_cast<char *>(malloc(length + length / 3 + 5));
     if (text == nullptr)
         return 0;
     char *out = text;
@@ -87,7 +88,7 @@ int ILibBase64Decode(const unsigned char *input, int inputLength, unsigned char 
     if (input == nullptr || inputLength < 1)
         return 0;
     const size_t length = static_cast<size_t>(inputLength);
-    unsigned char *bytes = static_cast<unsigned char *>(malloc(length * 3 / 4 + 4));
+    unsigned char *bytes = static_cast<unsigned char *>(malloc(length / 4 * 3 + length % 4 * 3 / 4 + 4));
     if (bytes == nullptr)
         return 0;
     size_t at = 0;
