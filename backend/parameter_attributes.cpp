@@ -103,9 +103,10 @@ static bool keepsItsNotification(const char *name)
 
 static void putNotification(BusWriter &body, int notification)
 {
-    char item[sizeof " Notification=\"-2147483648\""];
-    snprintf(item, sizeof item, " Notification=\"%d\"", notification);
-    putText(body, item);
+    char digits[kDecimalSize];
+    putText(body, " Notification=\"");
+    putText(body, writeDecimal(notification, digits));
+    putText(body, "\"");
 }
 
 // No closing quote: the backend expects the list like this.

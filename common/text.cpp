@@ -57,13 +57,27 @@ char *getMsg(const char *text, int length)
     return copy;
 }
 
+const char *writeDecimal(int value, char (&text)[kDecimalSize])
+{
+    // Counted in unsigned, which holds the magnitude of the lowest int too.
+    unsigned rest = value < 0 ? 0U - static_cast<unsigned>(value) : static_cast<unsigned>(value);
+    char *first = text + kDecimalSize;
+    *--first = '\0';
+    do {
+        *--first = static_cast<char>('0' + rest % 10);
+        rest /= 10;
+    } while (rest != 0);
+    if (value < 0)
+        *--first = '-';
+    return first;
+}
+
 char *intToStr(int value)
 {
     if (value < 0)
         return nullptr;
-    char digits[sizeof "2147483647"];
-    const int length = snprintf(digits, sizeof digits, "%d", value);
-    char *text = getMsg(digits, length);
+    char digits[kDecimalSize];
+    char *text = getMsg(writeDecimal(value, digits));
     if (text == nullptr)
         puts(" could not allocate memory in inttoStr function");
     return text;

@@ -31,6 +31,13 @@ char *getMsg(const char *text, int length = -1);
 /// @return null for a negative value; null, with a line on standard output, when memory runs out
 char *intToStr(int value);
 
+/// Bytes of any int in decimal with its NUL.
+constexpr size_t kDecimalSize = sizeof "-2147483648";
+
+/// Writes a number in decimal into the end of the buffer; returns where it begins. (The C library's formatted
+/// output would bring another 64 KiB of it into memory.)
+const char *writeDecimal(int value, char (&text)[kDecimalSize]);
+
 /// Reads a decimal number: blanks, an optional sign, digits. The one conversion of the product; never reads
 /// past length.
 ///

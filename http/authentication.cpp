@@ -146,7 +146,7 @@ static const char *orEmpty(const char *text)
 static int buildBasic(const HttpAuthState *auth, HttpHead *head)
 {
     HttpHead plain = {};
-    appendHead(&plain, "%s:%s", orEmpty(auth->username), orEmpty(auth->password));
+    appendHead(&plain, "%s:%s", {orEmpty(auth->username), orEmpty(auth->password)});
     OwnedText owned(plain.text);
     if (plain.failed || plain.length > INT32_MAX)
         return -1;
@@ -156,7 +156,7 @@ static int buildBasic(const HttpAuthState *auth, HttpHead *head)
     OwnedText credential(encoded);
     if (credential == nullptr)
         return -1;
-    appendHead(head, "Basic %s\r\n", credential.get());
+    appendHead(head, "Basic %s\r\n", {credential.get()});
     return 0;
 }
 
@@ -180,7 +180,7 @@ static int buildDigest(const HttpAuthState *auth, HttpHead *head)
     appendHead(head,
                "Digest username=\"%s\", realm=\"%s\", nonce=\"%s\", uri=\"%s\", response=\"%s\", qop=\"%s\", "
                "nc=%s, cnonce=\"%s\", algorithm=\"%s\"\r\n",
-               username, realm, nonce, uri, response.get(), qop, kNonceCount, clientNonce.get(), "MD5");
+               {username, realm, nonce, uri, response.get(), qop, kNonceCount, clientNonce.get(), "MD5"});
     return 0;
 }
 

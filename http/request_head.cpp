@@ -2,8 +2,9 @@
 #include "http_client.h"
 #include "text.h"
 
-#include <cstdarg>
+#include <cassert>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 static constexpr size_t kDateSize = 64;
@@ -27,20 +28,26 @@ static bool growHead(HttpHead *head, size_t length)
     return true;
 }
 
-void appendHead(HttpHead *head, const char *format, ...) // NOLINT(cert-dcl50-cpp): it formats as printf does
+static void appendBytes(HttpHead *head, const char *bytes, size_t length)
 {
-    va_list arguments;
-    va_start(arguments, format);
-    const int length =
-        vsnprintf(nullptr, 0, format, arguments); // NOLINT(clang-analyzer-valist.Uninitialized)
-    va_end(arguments);
-    head->failed = head->failed || length < 0 || !growHead(head, static_cast<size_t>(length));
+    head->failed = head->failed || !growHead(head, length);
     if (head->failed)
         return;
-    va_start(arguments, format);
-    vsnprintf(head->text + head->length, static_cast<size_t>(length) + 1, format, arguments);
-    va_end(arguments);
-    head->length += static_cast<size_t>(length);
+    memcpy(head->text + head->length, bytes, length);
+    head->length += length;
+    head->text[head->length] = '\0';
+}
+
+void appendHead(HttpHead *head, const char *format, std::initializer_list<const char *> values)
+{
+    for (const char *value : values) {
+        const char *mark = strstr(format, "%s");
+        assert(mark != nullptr);
+        appendBytes(head, format, static_cast<size_t>(mark - format));
+        appendBytes(head, value, strlen(value));
+        format = mark + strlen("%s");
+    }
+    appendBytes(head, format, strlen(format));
 }
 
 static void formatDate(char date[kDateSize])
@@ -57,27 +64,26 @@ static void formatDate(char date[kDateSize])
 static void appendFixedHeaders(HttpHead *head, HttpFraming framing)
 {
     const HttpSession *session = &gHttpSession;
+    char digits[kDecimalSize];
+    const char *port = writeDecimal(session->port, digits);
     char date[kDateSize];
     formatDate(date);
     switch (framing) {
     case HttpFraming::soap:
         return appendHead(head,
-                          "%s %s HTTP/1.1\r\nHost: %s:%d\r\nAccept: */*\r\nSoapAction:\r\n"
+                          "%s %s HTTP/1.1\r\nHost: %s:%s\r\nAccept: */*\r\nSoapAction:\r\n"
                           "User-Agent:qxnv_http_client\r\nConnection: %s\r\nDate: %s\r\n",
-                          s_pcTr069Method, session->path, session->host, session->port, session->connection,
-                          date);
+                          {s_pcTr069Method, session->path, session->host, port, session->connection, date});
     case HttpFraming::empty:
         return appendHead(head,
-                          "%s %s HTTP/1.1\r\nAccept: */*\r\nHost: %s:%d\r\n"
+                          "%s %s HTTP/1.1\r\nAccept: */*\r\nHost: %s:%s\r\n"
                           "User-Agent:qxnv_http_client\r\nConnection: %s\r\nDate: %s\r\n",
-                          s_pcTr069Method, session->path, session->host, session->port, session->connection,
-                          date);
+                          {s_pcTr069Method, session->path, session->host, port, session->connection, date});
     case HttpFraming::upload:
         return appendHead(head,
-                          "%s %s HTTP/1.1\r\nAccept: */*\r\nTE: trailers\r\nHost: %s:%d\r\n"
+                          "%s %s HTTP/1.1\r\nAccept: */*\r\nTE: trailers\r\nHost: %s:%s\r\n"
                           "User-Agent:qxnv_http_client\r\nConnection: %s\r\nDate: %s\r\n",
-                          s_pcTr069Method, session->path, session->host, session->port, session->connection,
-                          date);
+                          {s_pcTr069Method, session->path, session->host, port, session->connection, date});
     }
 }
 
@@ -94,16 +100,19 @@ static bool needsAuthorization(HttpFraming framing)
 static void appendBodyHeaders(HttpHead *head, HttpFraming framing, int length)
 {
     const char *type = length != 0 ? kXmlType : kBinaryType;
+    char digits[kDecimalSize];
+    const char *lengthText = writeDecimal(length, digits);
     switch (framing) {
     case HttpFraming::soap:
         if (safeStrcmp(s_pcTr069Method, "POST") == 0 ||
             (safeStrcmp(s_pcTr069Method, "PUT") == 0 && length == 0))
-            return appendHead(head, "Content-Length: %d\r\n\r\n", length);
-        return appendHead(head, "Content-Length: %d\r\nContent-Type: %s;charset=utf-8\r\n\r\n", length, type);
+            return appendHead(head, "Content-Length: %s\r\n\r\n", {lengthText});
+        return appendHead(head, "Content-Length: %s\r\nContent-Type: %s;charset=utf-8\r\n\r\n",
+                          {lengthText, type});
     case HttpFraming::empty:
-        return appendHead(head, "Content-Length: 0\r\nContent-Type: %s\r\n\r\n", kBinaryType);
+        return appendHead(head, "Content-Length: 0\r\nContent-Type: %s\r\n\r\n", {kBinaryType});
     case HttpFraming::upload:
-        return appendHead(head, "Content-Length: %d\r\nContent-Type: %s\r\n\r\n", length, type);
+        return appendHead(head, "Content-Length: %s\r\nContent-Type: %s\r\n\r\n", {lengthText, type});
     }
 }
 
@@ -111,7 +120,7 @@ int buildRequestHead(HttpHead *head, HttpFraming framing, int length)
 {
     appendFixedHeaders(head, framing);
     if (gHttpSession.cookie != nullptr)
-        appendHead(head, "Cookie: %s\r\n", gHttpSession.cookie);
+        appendHead(head, "Cookie: %s\r\n", {gHttpSession.cookie});
     if (needsAuthorization(framing)) {
         appendHead(head, "Authorization: ");
         if (http_build_auth(&gHttpAuth, head) != 0)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 
 /// A request head while it is written. Its text becomes the receive buffer once the request is sent, so it is
 /// kHttpBufferSize + 1 bytes, or larger when the head needs it.
@@ -15,7 +16,9 @@ struct HttpHead {
 enum class HttpFraming { soap, empty, upload };
 
 /// Appends to the head, which grows as needed; after a failure nothing more happens.
-[[gnu::format(printf, 2, 3)]] void appendHead(HttpHead *head, const char *format, ...);
+///
+/// @param format  text in which each "%s" stands for the next of the values, of which there are as many
+void appendHead(HttpHead *head, const char *format, std::initializer_list<const char *> values = {});
 
 /// Writes the whole head for the session's host, path, cookie, method and challenge.
 ///

@@ -4,6 +4,7 @@
 #include "text.h"
 #include "transfer_tool.h"
 
+constexpr int kDaemonMode = 0;
 constexpr int kTransferMode = 1;
 constexpr int kDiagnosticsMode = 2;
 
@@ -16,7 +17,7 @@ static int chooseRunMode(int argc, char **argv)
         if (safeStrcmp(argv[i], "-http_diagnostic") == 0)
             return kDiagnosticsMode;
     }
-    return 0;
+    return kDaemonMode;
 }
 
 int main(int argc, char **argv)

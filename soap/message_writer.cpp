@@ -1,4 +1,5 @@
 #include "message_writer.h"
+#include "text.h"
 
 #include <cstdlib>
 
@@ -8,13 +9,8 @@ bool writeNumber(MessageWriter &writer, int value)
 {
     if (value < 0)
         return false;
-    char digits[sizeof "2147483647"];
-    char *first = digits + sizeof digits;
-    do {
-        *--first = static_cast<char>('0' + value % 10);
-        value /= 10;
-    } while (value != 0);
-    writeBytes(writer, first, static_cast<size_t>(digits + sizeof digits - first));
+    char digits[kDecimalSize];
+    writeText(writer, writeDecimal(value, digits));
     return true;
 }
 

@@ -23,7 +23,7 @@ static int requestFile(FILE *file)
     return -1;
 }
 
-// A file that could not take everything is a failed download: half an image must not be flashed.
+// A file that could not take everything is a failed download.
 static int receiveFile(const char *fileName)
 {
     FILE *file = fopen(fileName, "w");

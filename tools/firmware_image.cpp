@@ -13,6 +13,7 @@ static constexpr char kResultItem[] = "kvr_bit_flag";
 static constexpr char kImageLoaded[] = "image;0;;;;";
 static constexpr char kImageFailed[] = "image;9010;;;;";
 
+/// Room for a time in any year that an int can count.
 static constexpr size_t kTimeSize = 64;
 
 // What a shell reports for a command that could not be started.

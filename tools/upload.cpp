@@ -17,7 +17,7 @@ struct FileContent {
 static int mapOpenFile(int descriptor, FileContent *content)
 {
     struct stat state = {};
-    if (fstat(descriptor, &state) != 0 || state.st_size > INT_MAX)
+    if (fstat(descriptor, &state) != 0 || !S_ISREG(state.st_mode) || state.st_size > INT_MAX)
         return -1;
     *content = {nullptr, static_cast<int>(state.st_size)};
     if (content->length == 0)
