@@ -182,10 +182,9 @@ int MSG_ReceiveMessage(void **message, int timeout)
     uint32_t wireLength = 0;
     size_t moved = 0;
     int error = moveBytes(false, reinterpret_cast<char *>(&wireLength), kLengthSize, deadline, &moved);
-    if (error == ETIMEDOUT && moved == 0)
-        return error; // between two messages: the bus is still in step
     if (error == 0)
         error = receiveBody(ntohl(wireLength), deadline, message);
+    // A reply that comes after its time would be taken for the next request's.
     if (error != 0)
         leaveBus();
     return error;
