@@ -1,60 +1,22 @@
-#include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <string>
-#include <sys/wait.h>
+#include "support/processes.h"
+
 #include <unistd.h>
 
 // Sessions between the real executable, gatewayd and acsd, started as a user starts them.
 
-struct Talk {
-    int status; ///< exit status; 128 and the signal's number for a killed command
-    std::string output;
-};
+using std::string;
+using Desk = InFolder;
 
-static Talk shell(const std::string &command)
-{
-    Talk run{-1, ""};
-    FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
-    if (pipe == nullptr)
-        return run;
-    std::array<char, 4096> piece{};
-    for (size_t size = 0; (size = fread(piece.data(), 1, piece.size(), pipe)) > 0;)
-        run.output.append(piece.data(), size);
-    const int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return run;
-}
-
-static Talk desk(const std::string &arguments, const std::string &environment = "")
+static Talk desk(const string &arguments, const string &environment = "")
 {
     return shell(environment + " " KIT "/desk " BUILD " " + arguments);
 }
-
-static bool holds(const std::string &text, const std::string &part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-class Desk : public testing::Test
-{
-  protected:
-    void SetUp() override
-    {
-        char name[] = "/tmp/desk_test.XXXXXX";
-        folder = mkdtemp(name);
-    }
-    void TearDown() override { shell("rm -rf " + folder); }
-    std::string folder;
-};
 
 TEST_F(Desk, TalksUnderEveryScheme)
 {
     for (const char *options :
          {"", "--auth basic", "--auth digest", "--auth digest --chunked --cookies 2", "--chunked --raw"}) {
-        const Talk run = desk(std::string("first ") + options);
+        const Talk run = desk(string("first ") + options);
         EXPECT_EQ(0, run.status) << run.output;
         for (const char *part : {"-->  Inform ", "<--  InformResponse", "<--  GetRPCMethods",
                                  "-->  GetParameterValuesResponse", "caf\xC3\xA9 & home", "204"})
@@ -80,7 +42,7 @@ TEST_F(Desk, ShowsInTheNextTourWhatTheFirstOneChanged)
         EXPECT_TRUE(holds(second.output, part)) << part;
     }
     // What the first request reads of the parameters: the factory's values, then those that were set.
-    const std::string changed =
+    const string changed =
         "InternetGatewayDevice.Time.NTPServer1                                 string       ntp & co.example";
     EXPECT_FALSE(holds(first.output.substr(0, first.output.find("FactoryReset ")), changed));
     EXPECT_TRUE(holds(second.output, changed)) << second.output;
@@ -94,35 +56,28 @@ TEST_F(Desk, GetsEveryRefusal)
 
 TEST_F(Desk, EndsAsThePlatformExpects)
 {
-    const std::string store = folder + "/gateway.db";
-    const std::string bus = "GATEWAY_BUS=" + folder + "/bus ";
+    const string bus = "GATEWAY_BUS=" + folder + "/bus ",
+                 server = "--set InternetGatewayDevice.ManagementServer.";
     EXPECT_NE(0, shell(bus + TR069FE).status) << "no backend";
-    const std::string start =
-        bus + GATEWAYD " --store " + store + " --log " + folder +
-        "/log --set InternetGatewayDevice.ManagementServer.URL=http://127.0.0.1:1/ "
-        "--set InternetGatewayDevice.ManagementServer.Username=u "
-        "--set InternetGatewayDevice.ManagementServer.Password=p >/dev/null & backend=$!; "
-        "while ! [ -S " +
-        folder + "/bus ]; do sleep 0.02; done; ";
-    const std::string stop = "; status=$?; kill $backend; wait; exit $status";
+    const string start = bus + GATEWAYD " --store " + folder + "/gateway.db --log " + folder + "/log " +
+                         server + "URL=http://127.0.0.1:1/ " + server + "Username=u " + server +
+                         "Password=p >/dev/null & backend=$!; while ! [ -S " + folder +
+                         "/bus ]; do sleep 0.02; done; " + bus + TR069FE " ";
+    const string stop = "; status=$?; kill $backend; wait; exit $status";
 
     remove("/var/tmp/acsstatus");
-    const Talk usage = shell(start + bus + TR069FE + stop);
+    const Talk usage = shell(start + stop);
     EXPECT_EQ(0, usage.status) << usage.output;
-    EXPECT_TRUE(holds(usage.output, "No HTTP URL specified. Trying to connect to default URL...\n"))
-        << usage.output;
-    EXPECT_TRUE(holds(usage.output,
-                      "\nUsage: FE [options]\n\noptions:\n--help : Print this help message\n"
-                      "-u http://URL:PortNumber/TargetURL/\n[-x username -y password][-q quite]"))
-        << usage.output;
+    EXPECT_PRED2(holds, usage.output, "No HTTP URL specified. Trying to connect to default URL...\n");
+    EXPECT_PRED2(holds, usage.output,
+                 "\nUsage: FE [options]\n\noptions:\n--help : Print this help message\n"
+                 "-u http://URL:PortNumber/TargetURL/\n[-x username -y password][-q quite]");
     EXPECT_NE(0, access("/var/tmp/acsstatus", F_OK));
 
-    const Talk given = shell(start + bus + TR069FE + " -u http://127.0.0.1:1/" + stop);
+    const Talk given = shell(start + "-u http://127.0.0.1:1/" + stop);
     EXPECT_EQ(1, given.status) << given.output;
-    EXPECT_TRUE(holds(given.output, "====== connect failed:")) << given.output;
-    std::string status;
-    std::getline(std::ifstream("/var/tmp/acsstatus"), status);
-    EXPECT_EQ("ACS=0", status);
+    EXPECT_PRED2(holds, given.output, "====== connect failed:");
+    EXPECT_EQ("ACS=0", contentOf("/var/tmp/acsstatus"));
 }
 
 // Dies at every message of the tour in turn. What one message sets is there afterwards whole, or not at all.
@@ -132,13 +87,13 @@ class KilledBackend : public Desk, public testing::WithParamInterface<int>
 
 static constexpr int kGroups = 8; // run side by side, since a session mostly waits
 
-static bool isWholeOrAbsent(const std::string &dump)
+static bool isWholeOrAbsent(const string &dump)
 {
     const bool server = holds(dump, ".NTPServer1 string(64)=ntp & co.example ");
     const bool interval = holds(dump, ".PeriodicInformInterval unsignedInt[1:4294967295]=600 ");
     for (const char *instance : {"Forwarding.1.", "Forwarding.2."}) {
         size_t rows = 0;
-        for (size_t at = 0; (at = dump.find(instance, at)) != std::string::npos; ++at)
+        for (size_t at = 0; (at = dump.find(instance, at)) != string::npos; ++at)
             ++rows;
         if (rows != 0 && rows != 13)
             return false;
@@ -150,7 +105,7 @@ TEST_P(KilledBackend, LeavesNothingHalfSet)
 {
     int killed = 0;
     for (int message = GetParam(); message < 200; message += kGroups) {
-        const std::string store = folder + "/" + std::to_string(message);
+        const string store = folder + "/" + std::to_string(message);
         const Talk run = desk("--store " + store + " tour --timeout 1",
                               "GATEWAYD_OPTIONS='--kill-at " + std::to_string(message) + "'");
         const Talk dump = shell(GATEWAYD " --store " + store + "/gateway.db --dump");

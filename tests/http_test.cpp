@@ -148,7 +148,7 @@ static string send(HttpFraming framing, const string &body, int *status)
     char *answer = framing == HttpFraming::soap    ? SendSoapMessage(body.c_str(), length, status)
                    : framing == HttpFraming::empty ? http_send_empty(nullptr, 0, status)
                                                    : http_send_upload(length, status);
-    const string text = answer == nullptr ? "(null)" : answer;
+    string text = answer == nullptr ? "(null)" : answer;
     free(answer);
     return text;
 }
@@ -164,7 +164,7 @@ static string download(int *status)
 {
     gHttpTransfer.downloadFile = fopen(bodyFile.c_str(), "w");
     EXPECT_EQ("(null)", send(HttpFraming::empty, "", status));
-    const string text = contents(bodyFile);
+    string text = contents(bodyFile);
     fclose(gHttpTransfer.downloadFile);
     return text;
 }

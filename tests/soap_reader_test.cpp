@@ -12,118 +12,114 @@
 #include <ctime>
 #include <gtest/gtest.h>
 
+using std::string;
+using std::to_string;
+using Text = const string &;
+
 struct Row {
     const char *name;
-    std::string input;
-    std::string expected;
+    string input, expected;
 };
 
-static std::string tag(const std::string &name, const std::string &content)
+const auto tag = [](Text name, Text content) { return "<" + name + ">" + content + "</" + name + ">"; };
+const auto print = [](const char *text) -> string { return text == nullptr ? "-" : text; };
+
+static string makeEnvelope(Text body, Text header = "")
 {
-    return "<" + name + ">" + content + "</" + name + ">";
+    const string start = "<?xml version=\"1.0\"?><e:Envelope xmlns:e=\"env\" xmlns:c=\"urn:any\">";
+    return start + header + tag("e:Body", body) + "</e:Envelope>";
 }
 
-static std::string makeEnvelope(const std::string &body, const std::string &header = "")
+static string repeat(const string &text, int times)
 {
-    return "<?xml version=\"1.0\"?><e:Envelope xmlns:e=\"env\" xmlns:c=\"urn:any\">" + header + "<e:Body>" +
-           body + "</e:Body></e:Envelope>";
-}
-
-static std::string repeat(const std::string &text, int times)
-{
-    std::string all;
+    string all;
     for (int i = 0; i < times; ++i)
         all += text;
     return all;
 }
 
-static std::string print(const char *text)
-{
-    return text == nullptr ? "-" : text;
-}
-
 // A record that is nothing but texts.
 template <typename Record>
-static std::string printTexts(const Record &record)
+static string printTexts(const Record &record)
 {
     const char *texts[sizeof record / sizeof(char *)];
     memcpy(texts, &record, sizeof record);
-    std::string all;
+    string all;
     for (const char *text : texts)
         all += print(text) + "|";
     return all;
 }
 
-static std::string printArray(char *const *array, int count)
+static string printArray(char *const *array, int count)
 {
-    std::string all = std::to_string(count) + ":";
+    string all = to_string(count) + ":";
     for (int i = 0; i < count; ++i)
-        all += std::string("[") + array[i] + "]";
+        all += string("[") + array[i] + "]";
     return all;
 }
 
-static std::string printFault(const FaultStr &fault)
+static string printFault(const FaultStr &fault)
 {
-    std::string all = print(fault.faultCode) + "|" + print(fault.faultStr) + "|";
+    string all = print(fault.faultCode) + "|" + print(fault.faultStr) + "|";
     if (fault.faultDetDesc == nullptr)
         return all;
-    all += std::to_string(fault.faultDetDesc->faultCode) + print(fault.faultDetDesc->faultStr);
+    all += to_string(fault.faultDetDesc->faultCode) + print(fault.faultDetDesc->faultStr);
     for (auto *entry = fault.faultDetDesc->parameterFaults; entry != nullptr; entry = entry->next)
-        all += " " + print(entry->parameterName) + std::to_string(entry->faultCode) + print(entry->faultStr);
+        all += " " + print(entry->parameterName) + to_string(entry->faultCode) + print(entry->faultStr);
     return all;
 }
 
 // A list or record as text, given back.
 template <typename Record, typename Print>
-static std::string printOwned(Record *record, void (*freeRecord)(Record *), Print printRecord)
+static string printOwned(Record *record, void (*freeRecord)(Record *), Print printRecord)
 {
-    std::string all = record == nullptr ? "none" : printRecord(*record);
+    const string all = record == nullptr ? "none" : printRecord(*record);
     freeRecord(record);
     return all;
 }
 
-static std::string printValues(const SetParamValStr &request)
+static string printValues(const SetParamValStr &request)
 {
-    std::string all = "key=" + print(request.ParameterKey);
+    string all = "key=" + print(request.ParameterKey);
     for (const ParamValueEntry *entry = request.list; entry != nullptr; entry = entry->next)
         all += " " + print(entry->Name) + "=" + print(entry->Value);
     return all;
 }
 
-static std::string printAttributes(const ParamAttrEntry &list)
+static string printAttributes(const ParamAttrEntry &list)
 {
-    std::string all;
+    string all;
     for (const ParamAttrEntry *entry = &list; entry != nullptr; entry = entry->next) {
         all += print(entry->Name);
         for (const int value : {entry->NotificationChange, entry->Notification, entry->AccessListChange})
-            all += " " + std::to_string(value);
+            all += " " + to_string(value);
         all += " " + printArray(entry->AccessList, entry->AccessListCount) + ";";
     }
     return all;
 }
 
 // What the reader of the envelope's RPC makes of it.
-static std::string readMessage(XMLNode *root)
+static string readMessage(XMLNode *root)
 {
     int length = 0;
     int kind = 0;
     int number = -9;
     const char *raw = getRPCMethodName(root, &length, &kind);
-    const std::string method = raw == nullptr ? "" : std::string(raw, static_cast<size_t>(length));
+    const string method = raw == nullptr ? "" : string(raw, static_cast<size_t>(length));
     const char *name = method.c_str();
     if (kind == kMessageFault)
         return printOwned(getFaultAttributes(root, kind), freeFaultStructure, printFault);
     if (kind == kMessageResponse)
-        return std::to_string(getInformRespAttr(root, raw, kind)) + " " + method;
+        return to_string(getInformRespAttr(root, raw, kind)) + " " + method;
     if (method == "GetParameterValues") {
         char **names = getParameterValues(root, name, kind, &number);
-        std::string all = names == nullptr ? "none " + std::to_string(number) : printArray(names, number);
+        const string all = names == nullptr ? "none " + to_string(number) : printArray(names, number);
         freeArray(names, number);
         return all;
     }
     if (method == "GetParameterNames") {
         const OwnedText path(processGetParameterNames(root, name, kind, &number));
-        return print(path.get()) + " " + std::to_string(number);
+        return print(path.get()) + " " + to_string(number);
     }
     if (method == "SetParameterAttributes")
         return printOwned(getSetParameterAttr(root, name, kind), freeParamAttrStruct, printAttributes);
@@ -137,26 +133,26 @@ static std::string readMessage(XMLNode *root)
         return print(OwnedText(getRebootParameters(root, name, kind)).get());
     if (method == "SetParameterValues")
         return printOwned(getSetParamValAttr(root, name, kind), freeSetParamValStr, printValues);
-    return "no reader for " + method + " " + std::to_string(length + kind);
+    return "no reader for " + method + " " + to_string(length + kind);
 }
 
 // Parses and checks a text, which ends in a NUL behind size, and gives what read makes of its first envelope.
 template <typename Read>
-static std::string readText(char *text, int size, Read read)
+static string readText(char *text, int size, Read read)
 {
     const Owned<XMLNode, ILibDestructXMLNodeList> list(parseSOAPMessage(text, size));
     if (list == nullptr)
         return "no list";
     const int code = validateSOAPMessage(list.get(), 1);
     XMLNode *envelope = getEnvelope(list.get(), 1);
-    return code != 0 || envelope == nullptr ? "code " + std::to_string(code) : read(envelope);
+    return code != 0 || envelope == nullptr ? "code " + to_string(code) : read(envelope);
 }
 
 constexpr char kBareFault[] = "e:Client|CWMP fault|";
 
 // Whether a result says that reading failed, or ended before the end of what was expected. A fault alone may
 // come without its detail then.
-static bool isFailure(const std::string &result, const std::string &expected)
+static bool isFailure(const string &result, const string &expected)
 {
     return result.rfind("no", 0) == 0 || result.rfind("code", 0) == 0 || result[0] == '-' ||
            expected.rfind(result, 0) == 0 || result == kBareFault;
@@ -170,10 +166,10 @@ static void checkRows(const Row (&rows)[count], Read read)
         testing::internal::CaptureStdout();
         const GuardedText whole = guardText(row.input + '\0');
         const auto readWhole = [&] { return readText(whole.text, whole.size - 1, read); };
-        const std::string result = readWhole();
-        std::string odd;
+        const string result = readWhole();
+        string odd;
         withEveryAllocationFailing([&] {
-            const std::string shorter = readWhole();
+            const string shorter = readWhole();
             odd = shorter == row.expected || isFailure(shorter, row.expected) ? odd : shorter;
         });
         freeGuardedText(whole);
@@ -201,29 +197,27 @@ TEST(SoapValidation, JudgesTagsNamespacesAndEnvelopes)
         {"comment before the envelope", "<!-- x -->" + makeEnvelope("<c:Reboot/>"), "code 1"},
         {"no tag", "   ", "no list"},
     };
-    checkRows(rows, [](XMLNode *) { return std::string("ok"); });
+    checkRows(rows, [](XMLNode *) { return string("ok"); });
 }
 
-static std::string readHeader(XMLNode *envelope)
+static string readHeader(XMLNode *envelope)
 {
-    std::string all = std::to_string(isHeader(envelope));
+    string all = to_string(isHeader(envelope));
     const Owned<SoapHeaderEntry, freeSoapHdr> list(processSoapHeader(envelope));
     for (const SoapHeaderEntry *entry = list.get(); entry != nullptr; entry = entry->next)
-        all += " " + print(entry->name) + "=" + print(entry->value) + std::to_string(entry->mustUnderstand);
+        all += " " + print(entry->name) + "=" + print(entry->value) + to_string(entry->mustUnderstand);
     return all;
 }
 
 TEST(SoapEnvelope, ListsEachHeaderElementTwice)
 {
-    const auto header = [](const std::string &inside) {
+    const auto header = [](const string &inside) {
         return makeEnvelope("", "<e:Header>" + inside + "</e:Header>");
     };
     // Within seven elements, 422 bytes of text take just the most scanning and copying that is allowed.
     static_assert(kMostHeaderCopies == 8);
-    const std::string most(422, 'x');
-    const auto nest = [&](const std::string &text) {
-        return header(repeat("<A>", 7) + text + repeat("</A>", 7));
-    };
+    const string most(422, 'x');
+    const auto nest = [&](const string &text) { return header(repeat("<A>", 7) + text + repeat("</A>", 7)); };
     const Row rows[] = {
         {"ID", header("<c:ID e:mustUnderstand=\"1\">1234</c:ID>"), "0 ID=12340 ID=12341"},
         {"not 1", header("<ID x=\"1\" must=\"10\"> </ID><N/>"), "0 N=0 N=0 ID=0 ID=0"},
@@ -237,42 +231,39 @@ TEST(SoapEnvelope, ListsEachHeaderElementTwice)
     checkRows(rows, readHeader);
 }
 
-static std::string makeArray(const char *element, const char *type, const std::string &items)
+static string makeArray(Text element, Text type, Text items)
 {
-    return std::string("<") + element + " e:arrayType=\"" + type + "\">" + items + "</" + element + ">";
+    return "<" + element + " e:arrayType=\"" + type + "\">" + items + "</" + element + ">";
 }
 
-static std::string makeRpc(const std::string &method, const std::string &arguments)
-{
-    return makeEnvelope(tag("c:" + method, arguments));
-}
+const auto makeRpc = [](Text method, Text arguments) { return makeEnvelope(tag("c:" + method, arguments)); };
 
 TEST(SoapArguments, ReadParameterRequests)
 {
-    const std::string third = "<ParameterValueStruct><Name>c</Name></ParameterValueStruct>";
-    const std::string strings = "<string>a</string><x/><string>b.c</string>";
-    const std::string attributes = "<Name>a</Name><NotificationChange/><Notification>2</Notification>"
-                                   "<AccessListChange>true</AccessListChange>";
-    const auto values = [](const char *type, const std::string &more = "") {
-        const std::string two =
-            "<ParameterValueStruct><Name>a</Name><Value>1&lt;2</Value></ParameterValueStruct>"
-            "<ParameterValueStruct><Name>b</Name><Value/></ParameterValueStruct>";
-        return makeRpc("SetParameterValues",
-                       makeArray("ParameterList", type, two + more) + "<ParameterKey>k&amp;</ParameterKey>");
+    const auto value = [](Text inside) { return tag("ParameterValueStruct", inside); };
+    const string third = value("<Name>c</Name>"), strings = "<string>a</string><x/><string>b.c</string>";
+    const string attributes = "<Name>a</Name><NotificationChange/><Notification>2</Notification>"
+                              "<AccessListChange>true</AccessListChange>";
+    const auto values = [&](Text type, Text more = "") {
+        const string two = value("<Name>a</Name><Value>1&lt;2</Value>") + value("<Name>b</Name><Value/>");
+        const string list = makeArray("ParameterList", "c:ParameterValueStruct" + type, two + more);
+        return makeRpc("SetParameterValues", list + "<ParameterKey>k&amp;</ParameterKey>");
     };
-    const auto names = [](const char *type, const std::string &items) {
+    const auto names = [](Text type, Text items) {
         return makeRpc("GetParameterValues", makeArray("ParameterNames", type, items));
     };
-    const auto entry = [](const std::string &inside) {
+    const auto entry = [](Text inside) {
         return makeRpc("SetParameterAttributes",
                        tag("ParameterList", tag("SetParameterAttributesStruct", inside)));
     };
+    const auto path = [](Text arguments) { return makeRpc("GetParameterNames", arguments); };
+    const string list = makeArray("AccessList", "xsd:string[2]", strings);
     const Row rows[] = {
-        {"more than declared", values("x:ParameterValueStruct[2]", third), "key=k&amp; b= a=1<2"},
-        {"huge count", values("c:ParameterValueStruct[999999999999]"), "key=k&amp; b= a=1<2"},
-        {"incomplete entry", values("c:ParameterValueStruct[3]", third), "none"},
-        {"negative count", values("c:ParameterValueStruct[-2]"), "none"},
-        {"stray entry", values("c:ParameterValueStruct[3]", "<s><Name>c</Name><Value/></s>"), "none"},
+        {"more than declared", values("[2]", third), "key=k&amp; b= a=1<2"},
+        {"huge count", values("[999999999999]"), "key=k&amp; b= a=1<2"},
+        {"incomplete entry", values("[3]", third), "none"},
+        {"negative count", values("[-2]"), "none"},
+        {"stray entry", values("[3]", "<s><Name>c</Name><Value/></s>"), "none"},
         {"no count", makeRpc("SetParameterValues", "<ParameterList>" + third + "</ParameterList>"), "none"},
         {"names", names("xsd:string[2]", strings), "2:[a][b.c]"},
         {"fewer than declared", names("xsd:string[2147483647]", strings), "none 0"},
@@ -283,15 +274,12 @@ TEST(SoapArguments, ReadParameterRequests)
         {"empty name", names("xsd:string[2]", "<string>a</string><string></string>"), "none 0"},
         {"empty-element name", names("xsd:string[1]", "<string/>"), "1:[]"},
         {"no ParameterNames", makeRpc("GetParameterValues", ""), "1:[InternetGatewayDevice]"},
-        {"path", makeRpc("GetParameterNames", "<ParameterPath>A.</ParameterPath><NextLevel>TRUE</NextLevel>"),
-         "A. 1"},
-        {"empty path", makeRpc("GetParameterNames", "<ParameterPath/><NextLevel>0</NextLevel>"), " 0"},
-        {"no path", makeRpc("GetParameterNames", "<NextLevel>yes</NextLevel>"), "InternetGatewayDevice 0"},
-        {"no NextLevel", makeRpc("GetParameterNames", "<ParameterPath>A.</ParameterPath>"), "- 0"},
-        {"attributes", entry(attributes + makeArray("AccessList", "xsd:string[2]", strings)),
-         "a 0 2 0 2:[a][b.c];"},
-        {"one empty string", entry(attributes + "<AccessList><string></string></AccessList>"),
-         "a 0 2 0 1:[];"},
+        {"path", path("<ParameterPath>A.</ParameterPath><NextLevel>TRUE</NextLevel>"), "A. 1"},
+        {"empty path", path("<ParameterPath/><NextLevel>0</NextLevel>"), " 0"},
+        {"no path", path("<NextLevel>yes</NextLevel>"), "InternetGatewayDevice 0"},
+        {"no NextLevel", path("<ParameterPath>A.</ParameterPath>"), "- 0"},
+        {"attributes", entry(attributes + list), "a 0 2 0 2:[a][b.c];"},
+        {"one empty", entry(attributes + "<AccessList><string></string></AccessList>"), "a 0 2 0 1:[];"},
         {"AccessList without strings", entry(attributes + "<AccessList/>"), "a 0 2 0 0:;"},
         {"no AccessList", entry(attributes), "none"},
         {"leading parts of the names", entry("<N>5</N><A>7</A>"), "5 5 5 7 0:;"},
@@ -301,11 +289,11 @@ TEST(SoapArguments, ReadParameterRequests)
 
 TEST(SoapArguments, ReadDeviceRequests)
 {
-    const std::string head = "<CommandKey>k</CommandKey><FileType>1 F</FileType>";
-    const std::string url = "<URL>http://a/?b&amp;c</URL>";
-    const std::string rest = "<Username>u</Username><Password/><FileSize>9</FileSize><TargetFileName>t"
-                             "</TargetFileName><DelaySeconds>5</DelaySeconds><SuccessURL>s</SuccessURL>"
-                             "<FailureURL>f</FailureURL>";
+    const string head = "<CommandKey>k</CommandKey><FileType>1 F</FileType>";
+    const string url = "<URL>http://a/?b&amp;c</URL>";
+    const string rest = "<Username>u</Username><Password/><FileSize>9</FileSize><TargetFileName>t"
+                        "</TargetFileName><DelaySeconds>5</DelaySeconds><SuccessURL>s</SuccessURL>"
+                        "<FailureURL>f</FailureURL>";
     const Row rows[] = {
         {"download", makeRpc("Download", head + url + rest), "k|1 F|http://a/?b&amp;c|u||9|t|5|s|f|"},
         {"no URL", makeRpc("Download", head + rest), "k|1 F|-|-|-|-|-|-|-|-|"},
@@ -314,13 +302,13 @@ TEST(SoapArguments, ReadDeviceRequests)
         {"no key", makeRpc("AddObject", "<ObjectName>A.B.</ObjectName>"), "A.B.|-|"},
         {"no object", makeRpc("AddObject", "<ParameterKey>k</ParameterKey>"), "none"},
         {"blanks stay, up to the next tag", makeRpc("Reboot", tag("CommandKey", "\r\n k <x/>l")), "\r\n k "},
-        {"blanks and NULs only", makeRpc("Reboot", tag("CommandKey", std::string(" \t\0\n", 4))), ""},
+        {"blanks and NULs only", makeRpc("Reboot", tag("CommandKey", string(" \t\0\n", 4))), ""},
         {"not its own", makeRpc("Reboot", tag("x", tag("CommandKey", "k"))), "-"},
         {"inform", makeRpc("InformResponse", "<MaxEnvelopes>3</MaxEnvelopes>"), "3 Inform"},
         {"response alone", makeRpc("Response", "<MaxEnvelopes>3</MaxEnvelopes>"), "3 "},
         {"response in the middle", makeEnvelope("<c:InformResponses2/>"), "-1 Inform"},
-        {"response behind a NUL", makeEnvelope(std::string("<A\0Response</A\0Response>", 24)),
-         std::string("no reader for A\0Response 11", 27)},
+        {"response behind a NUL", makeEnvelope(string("<A\0Response</A\0Response>", 24)),
+         string("no reader for A\0Response 11", 27)},
         {"leading part of Fault", makeEnvelope("<e:Fau/>"), "none"},
         {"empty body", makeEnvelope(""), "no reader for Body 5"},
         {"no body", "<Envelope><Other/></Envelope>", "no reader for  0"},
@@ -330,8 +318,8 @@ TEST(SoapArguments, ReadDeviceRequests)
 
 TEST(SoapLookups, SayWhatTheyMiss)
 {
-    const std::string longest(kMostTypeShown, 't');
-    std::string text = "<A x='' arrayType='" + longest + "' arrayType='" + longest + "u' y=''><B/><C/></A>";
+    const string longest(kMostTypeShown, 't');
+    string text = "<A x='' arrayType='" + longest + "' arrayType='" + longest + "u' y=''><B/><C/></A>";
     const Owned<XMLNode, ILibDestructXMLNodeList> list(
         parseSOAPMessage(text.data(), static_cast<int>(text.size())));
     XMLNode *first = list.get();
@@ -353,15 +341,15 @@ TEST(SoapLookups, SayWhatTheyMiss)
 
 TEST(SoapFault, IsReadWhole)
 {
-    const std::string head = "<faultcode>e:Client</faultcode><faultstring>CWMP fault</faultstring>";
-    const std::string codes = "<FaultCode>9003</FaultCode><FaultString>Invalid</FaultString>";
-    const auto fault = [](const std::string &inside) { return makeRpc("Fault", inside); };
-    const auto detail = [&](const std::string &inside) {
+    const string head = "<faultcode>e:Client</faultcode><faultstring>CWMP fault</faultstring>";
+    const string codes = "<FaultCode>9003</FaultCode><FaultString>Invalid</FaultString>";
+    const auto fault = [](const string &inside) { return makeRpc("Fault", inside); };
+    const auto detail = [&](const string &inside) {
         return fault(head + tag("detail", tag("c:Fault", inside)));
     };
-    const auto parameter = [](const std::string &inside) { return tag("SetParameterValuesFault", inside); };
-    const std::string name = "<ParameterName>A.B</ParameterName>";
-    const std::string second = "<ParameterName>C</ParameterName><FaultCode>9005</FaultCode><FaultString/>";
+    const auto parameter = [](const string &inside) { return tag("SetParameterValuesFault", inside); };
+    const string name = "<ParameterName>A.B</ParameterName>";
+    const string second = "<ParameterName>C</ParameterName><FaultCode>9005</FaultCode><FaultString/>";
     const Row rows[] = {
         {"no detail", fault(head), kBareFault},
         {"parameters", detail(codes + parameter(name + codes) + parameter(second)),
@@ -380,27 +368,25 @@ TEST(SoapReader, TakesTimeWithTheMessageOnly)
 {
     constexpr int kMany = 50000;
     constexpr int kMebi = 1 << 20;
-    const auto repeatMany = [](const std::string &text) { return repeat(text, 3 * kMany); };
-    const auto check = [&](const char *name, std::string text, int expected) {
+    const auto repeatMany = [](const string &text) { return repeat(text, 3 * kMany); };
+    const auto check = [&](const char *name, string text, int expected) {
         testing::internal::CaptureStdout();
         const clock_t start = clock();
-        const std::string result =
-            readText(text.data(), static_cast<int>(text.size()),
-                     [](XMLNode *envelope) { return readHeader(envelope) + readMessage(envelope); });
+        const string result = readText(text.data(), static_cast<int>(text.size()), [](XMLNode *envelope) {
+            return readHeader(envelope) + readMessage(envelope);
+        });
         EXPECT_LT(clock() - start, 2 * CLOCKS_PER_SEC) << name;
         testing::internal::GetCapturedStdout();
         EXPECT_EQ(static_cast<size_t>(expected), result.size()) << name;
     };
-    const std::string value = "<ParameterValueStruct><Name>n</Name><Value>v</Value></ParameterValueStruct>";
-    const std::string values =
-        makeArray("ParameterList", "c:ParameterValueStruct[50000]", repeat(value, kMany));
-    const std::string names =
-        makeArray("ParameterNames", "c:string[50000]", repeat("<string>n</string>", kMany));
+    const string value = "<ParameterValueStruct><Name>n</Name><Value>v</Value></ParameterValueStruct>";
+    const string values = makeArray("ParameterList", "c:ParameterValueStruct[50000]", repeat(value, kMany));
+    const string names = makeArray("ParameterNames", "c:string[50000]", repeat("<string>n</string>", kMany));
     check("values", makeRpc("SetParameterValues", values), 6 + 4 * kMany);
     check("names", makeRpc("GetParameterValues", names), 7 + 3 * kMany);
     check("nesting", makeRpc("Reboot", repeat("<c:d>", kMany) + repeat("</c:d>", kMany)), 2);
-    check("long name", makeEnvelope("<" + std::string(kMebi, 'n') + "/>"), 23 + kMebi);
+    check("long name", makeEnvelope("<" + string(kMebi, 'n') + "/>"), 23 + kMebi);
     check("open tags", "<Envelope><Body" + repeatMany("<a ") + repeatMany("</a ") + "</Body></Envelope>", 18);
-    const std::string header = "<Header" + repeatMany("<a") + ">" + repeatMany("     ") + repeatMany("</a");
+    const string header = "<Header" + repeatMany("<a") + ">" + repeatMany("     ") + repeatMany("</a");
     check("header elements with one text", makeEnvelope("", header + "</Header>"), 21);
 }

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <map>
-#include <memory>
 
 constexpr size_t kHeader = 16;
 constexpr int kTimeout = 20;
@@ -27,10 +26,9 @@ void startAnsweringBus(Answer answer, BusFailures failures)
 void startBus(std::deque<std::string> replies, BusFailures failures)
 {
     failures.receive = failures.receive != 0 ? failures.receive : static_cast<int>(replies.size()) + 1;
-    auto left = std::make_shared<std::deque<std::string>>(std::move(replies));
-    const auto nextReply = [left](const SentMessage &) {
-        std::string reply = left->front();
-        left->pop_front();
+    const auto nextReply = [left = std::move(replies)](const SentMessage &) mutable {
+        const std::string reply = left.front();
+        left.pop_front();
         return reply;
     };
     startAnsweringBus(nextReply, failures);
@@ -92,6 +90,14 @@ static void *hold(const std::string &bytes)
     return message.text;
 }
 
+// Where the message is held; nothing, and a failed test, for what is none of the bus.
+static const GuardedText *findHeld(void *message)
+{
+    const auto found = held.find(message);
+    EXPECT_NE(held.end(), found) << "no message of the bus, or given back before";
+    return found == held.end() ? nullptr : &found->second;
+}
+
 void *MSG_CreateMessage(unsigned int bodyLength)
 {
     if (failsNow(failing.create))
@@ -101,14 +107,10 @@ void *MSG_CreateMessage(unsigned int bodyLength)
 
 int MSG_SendMessage(void *message)
 {
-    const auto found = held.find(message);
-    if (found == held.end()) {
-        ADD_FAILURE() << "sent something that is no message of the bus";
+    const GuardedText *found = findHeld(message);
+    if (found == nullptr || failsNow(failing.send))
         return kBusError;
-    }
-    if (failsNow(failing.send))
-        return kBusError;
-    const std::string bytes(found->second.text, static_cast<size_t>(found->second.size));
+    const std::string bytes(found->text, static_cast<size_t>(found->size));
     sent.push_back({fieldOf(bytes, 2), fieldOf(bytes, 8), bytes, bytes.substr(kHeader)});
     return 0;
 }
@@ -125,12 +127,10 @@ int MSG_ReceiveMessage(void **message, int timeout)
 
 int MSG_ReleaseMessage(void *message)
 {
-    const auto found = held.find(message);
-    if (found == held.end()) {
-        ADD_FAILURE() << "gave back a message that the bus does not miss";
+    const GuardedText *found = findHeld(message);
+    if (found == nullptr)
         return kBusError;
-    }
-    freeGuardedText(found->second);
-    held.erase(found);
+    freeGuardedText(*found);
+    held.erase(message);
     return 0;
 }

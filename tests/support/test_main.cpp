@@ -1,24 +1,13 @@
-#include <dirent.h>
+#include <filesystem>
 #include <gtest/gtest.h>
 
 // Every test ends as it began: no descriptor more or less than before. (Leaked memory is the sanitizer's to
 // report.)
-
-static int countDescriptors()
-{
-    DIR *folder = opendir("/proc/self/fd");
-    if (folder == nullptr)
-        return 0;
-    int count = 0;
-    while (readdir(folder) != nullptr)
-        ++count;
-    closedir(folder);
-    return count;
-}
-
 class DescriptorCheck : public testing::EmptyTestEventListener
 {
-    int before = 0;
+    using Folder = std::filesystem::directory_iterator;
+    static auto countDescriptors() { return std::distance(Folder("/proc/self/fd"), Folder()); }
+    std::ptrdiff_t before = 0;
     void OnTestStart(const testing::TestInfo &) override { before = countDescriptors(); }
     void OnTestEnd(const testing::TestInfo &) override
     {
