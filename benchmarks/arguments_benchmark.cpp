@@ -2,6 +2,7 @@
 #include "messages.h"
 #include "rpc_arguments.h"
 #include "rpc_methods.h"
+#include "xml_node_list.h"
 
 #include <benchmark/benchmark.h>
 
