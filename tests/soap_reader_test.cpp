@@ -101,9 +101,7 @@ static string printAttributes(const ParamAttrEntry &list)
 // What the reader of the envelope's RPC makes of it.
 static string readMessage(XMLNode *root)
 {
-    int length = 0;
-    int kind = 0;
-    int number = -9;
+    int length = 0, kind = 0, number = -9;
     const char *raw = getRPCMethodName(root, &length, &kind);
     const string method = raw == nullptr ? "" : string(raw, static_cast<size_t>(length));
     const char *name = method.c_str();
@@ -211,13 +209,11 @@ static string readHeader(XMLNode *envelope)
 
 TEST(SoapEnvelope, ListsEachHeaderElementTwice)
 {
-    const auto header = [](const string &inside) {
-        return makeEnvelope("", "<e:Header>" + inside + "</e:Header>");
-    };
+    const auto header = [](Text inside) { return makeEnvelope("", tag("e:Header", inside)); };
     // Within seven elements, 422 bytes of text take just the most scanning and copying that is allowed.
     static_assert(kMostHeaderCopies == 8);
     const string most(422, 'x');
-    const auto nest = [&](const string &text) { return header(repeat("<A>", 7) + text + repeat("</A>", 7)); };
+    const auto nest = [&](Text text) { return header(repeat("<A>", 7) + text + repeat("</A>", 7)); };
     const Row rows[] = {
         {"ID", header("<c:ID e:mustUnderstand=\"1\">1234</c:ID>"), "0 ID=12340 ID=12341"},
         {"not 1", header("<ID x=\"1\" must=\"10\"> </ID><N/>"), "0 N=0 N=0 ID=0 ID=0"},
@@ -289,23 +285,24 @@ TEST(SoapArguments, ReadParameterRequests)
 
 TEST(SoapArguments, ReadDeviceRequests)
 {
-    const string head = "<CommandKey>k</CommandKey><FileType>1 F</FileType>";
-    const string url = "<URL>http://a/?b&amp;c</URL>";
-    const string rest = "<Username>u</Username><Password/><FileSize>9</FileSize><TargetFileName>t"
-                        "</TargetFileName><DelaySeconds>5</DelaySeconds><SuccessURL>s</SuccessURL>"
-                        "<FailureURL>f</FailureURL>";
+    const string head = tag("CommandKey", "k") + tag("FileType", "1 F"),
+                 url = tag("URL", "http://a/?b&amp;c");
+    const string rest =
+        "<Username>u</Username><Password/><FileSize>9</FileSize><TargetFileName>t</TargetFileName>"
+        "<DelaySeconds>5</DelaySeconds><SuccessURL>s</SuccessURL><FailureURL>f</FailureURL>";
+    const string most = tag("MaxEnvelopes", "3"), object = tag("ObjectName", "A.B.");
     const Row rows[] = {
         {"download", makeRpc("Download", head + url + rest), "k|1 F|http://a/?b&amp;c|u||9|t|5|s|f|"},
         {"no URL", makeRpc("Download", head + rest), "k|1 F|-|-|-|-|-|-|-|-|"},
         {"upload", makeRpc("Upload", head + url + rest), "k|1 F|http://a/?b&amp;c|u||5|"},
-        {"add", makeRpc("AddObject", "<ObjectName>A.B.</ObjectName><ParameterKey/>"), "A.B.||"},
-        {"no key", makeRpc("AddObject", "<ObjectName>A.B.</ObjectName>"), "A.B.|-|"},
+        {"add", makeRpc("AddObject", object + "<ParameterKey/>"), "A.B.||"},
+        {"no key", makeRpc("AddObject", object), "A.B.|-|"},
         {"no object", makeRpc("AddObject", "<ParameterKey>k</ParameterKey>"), "none"},
         {"blanks stay, up to the next tag", makeRpc("Reboot", tag("CommandKey", "\r\n k <x/>l")), "\r\n k "},
         {"blanks and NULs only", makeRpc("Reboot", tag("CommandKey", string(" \t\0\n", 4))), ""},
         {"not its own", makeRpc("Reboot", tag("x", tag("CommandKey", "k"))), "-"},
-        {"inform", makeRpc("InformResponse", "<MaxEnvelopes>3</MaxEnvelopes>"), "3 Inform"},
-        {"response alone", makeRpc("Response", "<MaxEnvelopes>3</MaxEnvelopes>"), "3 "},
+        {"inform", makeRpc("InformResponse", most), "3 Inform"},
+        {"response alone", makeRpc("Response", most), "3 "},
         {"response in the middle", makeEnvelope("<c:InformResponses2/>"), "-1 Inform"},
         {"response behind a NUL", makeEnvelope(string("<A\0Response</A\0Response>", 24)),
          string("no reader for A\0Response 11", 27)},
@@ -326,10 +323,10 @@ TEST(SoapLookups, SayWhatTheyMiss)
     testing::internal::CaptureStdout();
     EXPECT_EQ(first->next, getTagSoapNode(first, "Bee", "A", 1));
     EXPECT_EQ(first->next, getTagSoapNode(first, "B", nullptr, 0));
-    EXPECT_EQ(nullptr, getTagSoapNode(first, "B", nullptr, 1));
-    EXPECT_EQ(nullptr, getTagSoapNode(first, "B", "A", 9));
-    EXPECT_EQ(nullptr, getTagSoapNode(first->next, "C", "A", 1));
-    EXPECT_EQ(nullptr, getTagSoapNode(nullptr, nullptr, "A", 1));
+    for (XMLNode *missing :
+         {getTagSoapNode(first, "B", nullptr, 1), getTagSoapNode(first, "B", "A", 9),
+          getTagSoapNode(first->next, "C", "A", 1), getTagSoapNode(nullptr, nullptr, "A", 1)})
+        EXPECT_EQ(nullptr, missing);
     EXPECT_EQ(-1, getInformRespAttr(first, "InformResponse>", kMessageResponse));
     EXPECT_EQ(-1, getArraySize(first, ":string"));
     EXPECT_EQ("tmp_XMLNode tag [C]\ncurrentEnv is NULL, tag (null)\ntmp_XMLNode tag [InformResponse]\n"
@@ -343,11 +340,9 @@ TEST(SoapFault, IsReadWhole)
 {
     const string head = "<faultcode>e:Client</faultcode><faultstring>CWMP fault</faultstring>";
     const string codes = "<FaultCode>9003</FaultCode><FaultString>Invalid</FaultString>";
-    const auto fault = [](const string &inside) { return makeRpc("Fault", inside); };
-    const auto detail = [&](const string &inside) {
-        return fault(head + tag("detail", tag("c:Fault", inside)));
-    };
-    const auto parameter = [](const string &inside) { return tag("SetParameterValuesFault", inside); };
+    const auto fault = [](Text inside) { return makeRpc("Fault", inside); };
+    const auto detail = [&](Text inside) { return fault(head + tag("detail", tag("c:Fault", inside))); };
+    const auto parameter = [](Text inside) { return tag("SetParameterValuesFault", inside); };
     const string name = "<ParameterName>A.B</ParameterName>";
     const string second = "<ParameterName>C</ParameterName><FaultCode>9005</FaultCode><FaultString/>";
     const Row rows[] = {
@@ -366,15 +361,13 @@ TEST(SoapFault, IsReadWhole)
 // Large and hostile messages: the time of a search per element would be far longer.
 TEST(SoapReader, TakesTimeWithTheMessageOnly)
 {
-    constexpr int kMany = 50000;
-    constexpr int kMebi = 1 << 20;
-    const auto repeatMany = [](const string &text) { return repeat(text, 3 * kMany); };
+    constexpr int kMany = 50000, kMebi = 1 << 20;
+    const auto repeatMany = [](Text text) { return repeat(text, 3 * kMany); };
+    const auto readBoth = [](XMLNode *envelope) { return readHeader(envelope) + readMessage(envelope); };
     const auto check = [&](const char *name, string text, int expected) {
         testing::internal::CaptureStdout();
         const clock_t start = clock();
-        const string result = readText(text.data(), static_cast<int>(text.size()), [](XMLNode *envelope) {
-            return readHeader(envelope) + readMessage(envelope);
-        });
+        const string result = readText(text.data(), static_cast<int>(text.size()), readBoth);
         EXPECT_LT(clock() - start, 2 * CLOCKS_PER_SEC) << name;
         testing::internal::GetCapturedStdout();
         EXPECT_EQ(static_cast<size_t>(expected), result.size()) << name;
