@@ -431,10 +431,12 @@ TEST_F(Gatewayd, IsReachedThroughThePlatformLibrary)
     MSG_ReleaseMessage(message);
     message = MSG_CreateMessage(0);
     memcpy(message, request.data(), request.size());
+    kill(desk.process, SIGSTOP); // its reply comes too late
     EXPECT_EQ(0, MSG_SendMessage(message));
     MSG_ReleaseMessage(message);
     message = nullptr;
     EXPECT_NE(0, MSG_ReceiveMessage(&message, 0));
+    kill(desk.process, SIGCONT);
     EXPECT_NE(0, MSG_ReceiveMessage(&message, 20)) << "a late reply must not pass for the next request's";
     EXPECT_EQ(nullptr, message);
     MSG_UnregModule(2305, 0);
