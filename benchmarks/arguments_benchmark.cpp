@@ -6,8 +6,8 @@
 
 #include <benchmark/benchmark.h>
 
-// Reading the arguments of a validated message: the time has to grow with the message. The label is the time
-// for each struct or name, which stays the same.
+// Reading the arguments of a validated message, and the whole of a hostile one: the time has to grow with the
+// message. The label is the time for each struct, name or element, which stays the same.
 
 template <typename Read>
 static void readMessage(benchmark::State &state, std::string text, Read read)
@@ -44,7 +44,66 @@ static void getParameterValues(benchmark::State &state)
     });
 }
 
+static std::string repeat(const std::string &text, int64_t times)
+{
+    std::string all;
+    for (int64_t i = 0; i < times; ++i)
+        all += text;
+    return all;
+}
+
+// Shapes that a search for each element, or a copy for each, would take very long over.
+struct Hostile {
+    const char *begin, *opening, *middle, *closing, *end; // opening, middle and closing once an element
+};
+
+constexpr Hostile kNesting = {"<Envelope><Body>", "<d>", "", "</d>", "</Body></Envelope>"};
+constexpr Hostile kLongName = {"<Envelope><Body><n", "n", "", "", "/></Body></Envelope>"};
+constexpr Hostile kOpenTags = {"<Envelope><Body", "<a ", "", "</a ", "</Body></Envelope>"};
+constexpr Hostile kHeaderElements = {"<Envelope><Header", "<a", "    ", "</a", "</Header></Envelope>"};
+constexpr Hostile kDeclarations = {"<Envelope><Body>", "<a xmlns:p='u'>", "", "</a>", "</Body></Envelope>"};
+
+static void readHostile(benchmark::State &state, const Hostile &shape)
+{
+    const int64_t elements = state.range(0);
+    const std::string begin = shape.begin + repeat(shape.opening, elements);
+    const std::string whole =
+        begin + repeat(shape.middle, elements) + repeat(shape.closing, elements) + shape.end;
+    for (auto _ : state) {
+        std::string text = whole;
+        XMLNode *tree = parseSOAPMessage(text.data(), static_cast<int>(text.size()));
+        benchmark::DoNotOptimize(validateSOAPMessage(tree, 1));
+        XMLNode *envelope = getEnvelope(tree, 1);
+        freeSoapHdr(processSoapHeader(envelope));
+        int length = 0, kind = 0;
+        benchmark::DoNotOptimize(getRPCMethodName(envelope, &length, &kind));
+        ILibDestructXMLNodeList(tree);
+    }
+    state.SetComplexityN(elements);
+    state.SetItemsProcessed(state.iterations() * elements);
+}
+
 BENCHMARK(setParameterValues)->RangeMultiplier(10)->Range(10, 10000)->Complexity(benchmark::oN);
 BENCHMARK(getParameterValues)->RangeMultiplier(10)->Range(10, 10000)->Complexity(benchmark::oN);
+BENCHMARK_CAPTURE(readHostile, nesting, kNesting)
+    ->RangeMultiplier(10)
+    ->Range(100, 10000)
+    ->Complexity(benchmark::oN);
+BENCHMARK_CAPTURE(readHostile, longName, kLongName)
+    ->RangeMultiplier(10)
+    ->Range(100, 10000)
+    ->Complexity(benchmark::oN);
+BENCHMARK_CAPTURE(readHostile, openTags, kOpenTags)
+    ->RangeMultiplier(10)
+    ->Range(100, 10000)
+    ->Complexity(benchmark::oN);
+BENCHMARK_CAPTURE(readHostile, header, kHeaderElements)
+    ->RangeMultiplier(10)
+    ->Range(100, 100000)
+    ->Complexity();
+BENCHMARK_CAPTURE(readHostile, scopes, kDeclarations)
+    ->RangeMultiplier(10)
+    ->Range(100, 10000)
+    ->Complexity(benchmark::oN);
 
 BENCHMARK_MAIN();

@@ -9,10 +9,12 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
-// A message through every step of the toolkit, in a block that ends where the message ends; the attributes
-// are read a second time by the public split functions. The same bytes then go through the escapes and
-// Base64.
+// A message through every step of the toolkit, in a block that ends where the message ends; the records are
+// read a second time as splits of splits, the attributes by the public split functions. The same bytes then
+// go through the escapes and Base64.
 
 template <typename T, void (*freeFunction)(T *)>
 using Owned = std::unique_ptr<T, std::integral_constant<void (*)(T *), freeFunction>>;
@@ -29,6 +31,65 @@ static void require(bool isTrue)
 static std::string textOf(const char *text, int length)
 {
     return {text, static_cast<size_t>(length)};
+}
+
+// One record: "<p:name/@position " for a start tag that is empty, "/name@position " for an end tag.
+static std::string describe(bool isStart, const std::string &prefix, std::string_view name, bool isEmpty,
+                            ptrdiff_t position)
+{
+    return (isStart ? "<" : "/") + prefix + std::string(name) + (isEmpty ? "/@" : "@") +
+           std::to_string(position) + " ";
+}
+
+static std::string dumpRecords(const char *base, const XMLNode *node)
+{
+    std::string all;
+    for (; node != nullptr; node = node->next)
+        all += describe(node->isStartTag != 0,
+                        node->prefix ? textOf(node->prefix, node->prefixLength) + ":" : "",
+                        textOf(node->name, node->nameLength), node->isEmptyTag != 0, node->textPos - base);
+    return all;
+}
+
+static std::vector<std::string_view> splitPlainly(std::string_view text, char delimiter)
+{
+    std::vector<std::string_view> parts;
+    for (size_t at = text.find(delimiter); at != text.npos; at = text.find(delimiter)) {
+        parts.push_back(text.substr(0, at));
+        text.remove_prefix(at + 1);
+    }
+    parts.push_back(text);
+    return parts;
+}
+
+// What the tokenizer does, slow and easy to check.
+static std::string dumpRecordsBySplitting(std::string_view text)
+{
+    std::string all;
+    const std::vector<std::string_view> fields = splitPlainly(text, '<');
+    for (size_t i = 1; i < fields.size(); ++i) {
+        std::string_view field = fields[i];
+        if (field.empty() || field[0] == '?')
+            continue;
+        const bool isStart = field[0] != '/';
+        field.remove_prefix(isStart ? 0 : 1);
+        const std::vector<std::string_view> pieces = splitPlainly(field, '>');
+        bool isEmpty = isStart && !pieces[0].empty() && pieces[0].back() == '/';
+        const std::vector<std::string_view> words = splitPlainly(splitPlainly(pieces[0], ' ')[0], ':');
+        std::string_view name = words.size() == 1 ? words[0] : words[1];
+        const size_t end = name.find_first_of(" />\t\r\n", 1);
+        if (end != name.npos) {
+            isEmpty |= name[end] == '/';
+            name = name.substr(0, end);
+        }
+        if (name.empty())
+            continue;
+        const std::string prefix = words.size() == 1 ? "" : std::string(words[0]) + ":";
+        const ptrdiff_t position = (isStart ? pieces.back().data() : field.data() - 1) - text.data();
+        all += describe(isStart, prefix, name, isEmpty, position);
+        all += isEmpty ? describe(false, prefix, name, false, position) : "";
+    }
+    return all;
 }
 
 static std::string cut(const XMLAttribute &a)
@@ -96,6 +157,7 @@ static void readMessage(const uint8_t *data, size_t size)
     memcpy(block.get(), data, size);
     const NodeList list(ILibParseXML(block.get(), 0, static_cast<int>(size)));
     require(memcmp(block.get(), data, size) == 0);
+    require(dumpRecords(block.get(), list.get()) == dumpRecordsBySplitting({block.get(), size}));
     const int result = ILibProcessXMLNodeList(list.get());
     require(ILibProcessXMLNodeList(list.get()) == result);
     for (XMLNode *node = list.get(); node != nullptr; node = node->next) {

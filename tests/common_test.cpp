@@ -7,8 +7,9 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
+#include <tuple>
 
-TEST(Text, ComparesWithNulls)
+TEST(Text, ComparesAndCopiesSafely)
 {
     EXPECT_EQ(0, safeStrcmp(nullptr, nullptr));
     EXPECT_EQ(-1, safeStrcmp(nullptr, ""));
@@ -16,36 +17,22 @@ TEST(Text, ComparesWithNulls)
     EXPECT_EQ(0, safeStrncmp("HoldRequestsX", "HoldRequests", 12));
     EXPECT_NE(0, safeStrncmp("HoldRequest", "HoldRequests", 12));
     EXPECT_EQ(1, safeStrncmp("x", nullptr, 0));
-}
-
-TEST(Text, CopiesWithinItsBound)
-{
-    char buffer[4] = {'#', '#', '#', '#'};
-    safeStrncpy(buffer, "abcdef", 0);
-    EXPECT_EQ('#', buffer[0]);
-    safeStrncpy(buffer, "abcdef", sizeof buffer);
-    EXPECT_STREQ("abc", buffer);
-    safeStrncpy(buffer, "x", sizeof buffer);
-    EXPECT_STREQ("x", buffer);
-}
-
-TEST(Text, CopiesCountedTexts)
-{
-    const OwnedText counted(getMsg("Envelope>", 8));
-    EXPECT_STREQ("Envelope", counted.get());
-    const OwnedText whole(getMsg("Body"));
-    EXPECT_STREQ("Body", whole.get());
-    const OwnedText empty(getMsg("Body", 0));
-    EXPECT_STREQ("", empty.get());
-    EXPECT_EQ(nullptr, getMsg(nullptr, 3));
-}
-
-TEST(Text, WritesNonNegativeNumbers)
-{
-    for (const int value : {0, 7, 1000, INT_MAX}) {
-        const OwnedText text(intToStr(value));
-        EXPECT_EQ(std::to_string(value), text.get());
+    char buffer[4] = "#";
+    for (const auto &[source, size, copy] :
+         {std::tuple("abcdef", 0, "#"), {"abcdef", 4, "abc"}, {"x", 4, "x"}}) {
+        safeStrncpy(buffer, source, size);
+        EXPECT_STREQ(copy, buffer);
     }
+}
+
+TEST(Text, AllocatesTexts)
+{
+    EXPECT_STREQ("Envelope", OwnedText(getMsg("Envelope>", 8)).get());
+    EXPECT_STREQ("Body", OwnedText(getMsg("Body")).get());
+    EXPECT_STREQ("", OwnedText(getMsg("Body", 0)).get());
+    EXPECT_EQ(nullptr, getMsg(nullptr, 3));
+    for (const int value : {0, 7, 1000, INT_MAX})
+        EXPECT_EQ(std::to_string(value), OwnedText(intToStr(value)).get());
     EXPECT_EQ(nullptr, intToStr(-5));
 }
 

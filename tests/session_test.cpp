@@ -18,11 +18,11 @@
 #include "platform_services.h"
 #include "scripted_platform.h"
 #include "text.h"
+#include "texts.h"
 
 #include <algorithm>
 #include <cstring>
 #include <deque>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <iconv.h>
 #include <map>
@@ -52,10 +52,7 @@ int http_init(const char *url, const char *username, const char *, const char *)
     return connectResult;
 }
 void CloseHttpSession() {}
-int http_destroy()
-{
-    return 0;
-}
+int http_destroy() { return 0; }
 
 static string between(const string &text, const string &open, const string &close)
 {
@@ -82,22 +79,10 @@ char *SendSoapMessage(const char *body, int length, int *status)
 }
 
 extern "C" {
-int MSG_RegModule(int, int)
-{
-    return 0;
-}
-int MSG_UnregModule(int, int)
-{
-    return 0;
-}
-int MSG_AllModStartOK()
-{
-    return 0;
-}
-int Safe_CheckBase64Encode(const char *text)
-{
-    return strncmp(text, "base64:", 7) == 0;
-}
+int MSG_RegModule(int, int) { return 0; }
+int MSG_UnregModule(int, int) { return 0; }
+int MSG_AllModStartOK() { return 0; }
+int Safe_CheckBase64Encode(const char *text) { return strncmp(text, "base64:", 7) == 0; }
 int Safe_Base64Decode(const char *text, char *buffer)
 {
     return static_cast<int>(string(text + 7).copy(buffer, string::npos));
@@ -105,23 +90,16 @@ int Safe_Base64Decode(const char *text, char *buffer)
 }
 
 using Text = const string &;
-const auto holds = [](Text text, Text part) { return text.find(part) != text.npos; };
-const auto tag = [](Text name, Text content) { return "<" + name + ">" + content + "</" + name + ">"; };
-const auto array = [](Text name, Text type, Text content) {
-    return "<" + name + " n:arrayType=\"x:" + type + "[1]\" xmlns:n=\"n\">" + content + "</" + name + ">";
-};
 
-static string envelope(Text id, Text body, Text header = "")
+static string message(Text id, Text body, Text header = "")
 {
-    const string begin =
-        "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" xmlns:c=\"urn:any\">";
-    const string idEntry = "<c:ID s:mustUnderstand=\"1\">" + id + "</c:ID>";
-    return begin + tag("s:Header", idEntry + header) + tag("s:Body", body) + "</s:Envelope>";
+    const string idEntry = "<c:ID e:mustUnderstand=\"1\">" + id + "</c:ID>";
+    return envelope(body, tag("e:Header", idEntry + header));
 }
 
 static string informResponse(Text id = "%ID%", Text most = "1", Text header = "")
 {
-    return envelope(id, tag("c:InformResponse", tag("MaxEnvelopes", most)), header);
+    return message(id, tag("c:InformResponse", tag("MaxEnvelopes", most)), header);
 }
 
 static string faultOf(Text soap, Text cwmp, int code, Text text)
@@ -130,14 +108,14 @@ static string faultOf(Text soap, Text cwmp, int code, Text text)
     return tag(soap + "Fault", tag("faultcode", "Client") + tag("faultstring", "CWMP Fault") +
                                    tag("detail", tag(cwmp + "Fault", detail)));
 }
-const auto fault = [](int code) { return envelope("9", faultOf("s:", "c:", code, "no")); };
+const auto fault = [](int code) { return message("9", faultOf("e:", "c:", code, "no")); };
 const auto faultAnswer = [](int code, Text text) { return faultOf("SOAP-ENV:", "cwmp:", code, text); };
 
-const auto names = [](Text name) { return array("ParameterNames", "string", tag("string", name)); };
-const auto getValues = [](Text name) { return envelope("7", tag("c:GetParameterValues", names(name))); };
-static const string oneValue = array("ParameterList", "ParameterValueStruct",
+const auto names = [](Text name) { return array("ParameterNames", "x:string[1]", tag("string", name)); };
+const auto getValues = [](Text name) { return message("7", tag("c:GetParameterValues", names(name))); };
+static const string oneValue = array("ParameterList", "c:ParameterValueStruct[1]",
                                      tag("ParameterValueStruct", tag("Name", "A") + tag("Value", "1")));
-static const string getMethods = envelope("5", "<c:GetRPCMethods/>");
+static const string getMethods = message("5", "<c:GetRPCMethods/>");
 
 // A backend that knows every parameter (value "v<\xE9") and accepts everything.
 static std::map<int, string> answers; // by operation
@@ -172,8 +150,7 @@ static void begin(std::deque<Reply> script, const string &reported = "1 BOOT=;")
     gSOAPReqBuf_Count = gSOAPReqBuf_RefCount = -1;
     transferCompletePending = sendEmptyPost = gRetryCountOverride = connectResult = 0;
     const auto eventCount = static_cast<uint16_t>(std::count(reported.begin(), reported.end(), ';'));
-    answers = {{45, string(reinterpret_cast<const char *>(&eventCount), 2) + reported},
-               {52, text("k") + text("0") + text("s") + text("c")}};
+    answers = {{45, u16(eventCount) + reported}, {52, text("k") + text("0") + text("s") + text("c")}};
     posts.clear();
     replies = std::move(script);
     startAnsweringBus(answerBus);
@@ -207,7 +184,7 @@ static string serve(string request)
 // What stands in the body of the answer.
 static string answerTo(const string &method, const string &arguments)
 {
-    const string answer = serve(envelope("1", tag("c:" + method, arguments)));
+    const string answer = serve(message("1", tag("c:" + method, arguments)));
     return answer == "(nothing)" ? answer : between(answer, "<SOAP-ENV:Body>", "</SOAP-ENV:Body>");
 }
 
@@ -225,14 +202,12 @@ TEST_F(Session, KeepsItsState)
 {
     const auto set = [](const char *name, int value) { return setState(name, value, nullptr, nullptr); };
     const auto get = [](const char *name) { return getState(name, nullptr); };
-    const auto reset = [](const char *name) { return resetState(name, nullptr); };
     const char *hold = "HoldRequests", *most = "ACSMaxEnvelopes";
     using Results = std::vector<int>;
     // A second value is refused without an error.
-    EXPECT_EQ((Results{0, 0, 1, 0, 0}),
-              (Results{set("HoldRequestsX", 1), set(hold, 0), get(hold), reset(hold), get(hold)}));
+    EXPECT_EQ((Results{0, 0, 1, 0, 0}), (Results{set("HoldRequestsX", 1), set(hold, 0), get(hold),
+                                                 resetState(hold, nullptr), get(hold)}));
     EXPECT_EQ((Results{0, 0, 3, 2}), (Results{set(most, 0), set(most, 3), get(most), get("HoldRequest")}));
-
     EXPECT_EQ((Results{2, 0, 0}), (Results{resetState("Inform", "RPC"), setState("Inform", 0, "1", "RPC"),
                                            setState("Inform", 0, "22", "RPC")}));
     EXPECT_STREQ("22", getSessionId("Inf"));
@@ -241,7 +216,7 @@ TEST_F(Session, KeepsItsState)
     EXPECT_STREQ("1", getSessionId("Inform"));
     EXPECT_NE(0, getOutStandingRequests());
     stateMachine_close();
-    EXPECT_EQ((Results{3, 3, 2}), (Results{set(hold, 1), reset(hold), get(hold)}));
+    EXPECT_EQ((Results{3, 3, 2}), (Results{set(hold, 1), resetState(hold, nullptr), get(hold)}));
 }
 
 TEST_F(Session, ReadsOptionsAsTheyCome)
@@ -261,20 +236,17 @@ TEST_F(Session, ReadsOptionsAsTheyCome)
 
 TEST_F(Session, AppliesTheServersHeader)
 {
+    using Row = std::pair<string, string>; // what stands in the header; status and ID
     for (const auto &[header, expected] :
-         {std::pair("<s:Header><ID>1</ID><I>2</I></s:Header>", "0 1"),
-          {"", "0 -"},
-          {"<s:Header/>", "0 -"},
-          {"<s:Header></s:Header>", "1 -"},
-          {"<s:Header><X s:mustUnderstand=\"1\"/></s:Header>", "1 -"},
-          {"<s:Header><X/><Y s:mustUnderstand=\"1\">t</Y></s:Header>", "0 -"},
-          {"<s:Header><HoldRequests>1</HoldRequests></s:Header>", "0 -"}}) {
-        string body = "<s:Envelope xmlns:s=\"e\">" + (header + tag("s:Body", "<a/>")) + "</s:Envelope>";
+         {Row{"<ID>1</ID><I>2</I>", "0 1"}, Row{"", "1 -"}, Row{"<X s:mustUnderstand=\"1\"/>", "1 -"},
+          Row{"<X/><Y s:mustUnderstand=\"1\">t</Y>", "0 -"}, Row{"<HoldRequests>1</HoldRequests>", "0 -"}}) {
+        string body = "<s:Envelope xmlns:s=\"e\">" + (tag("s:Header", header) + tag("s:Body", "<a/>")) +
+                      "</s:Envelope>";
         int count = 0, status = -1;
         const Owned<XMLNode, ILibDestructXMLNodeList> tree(
             validateSoapRespMessage(body.data(), static_cast<int>(body.size()), &count));
         const OwnedText id(processSoapHdr(getEnvelope(tree.get(), 1), &status));
-        EXPECT_EQ(expected, to_string(status) + " " + (id == nullptr ? "-" : id.get())) << header;
+        EXPECT_EQ(expected, to_string(status) + " " + print(id.get())) << header;
     }
     EXPECT_EQ(1, getState("HoldRequests", nullptr));
 }
@@ -296,7 +268,7 @@ TEST_F(Session, RunsFromInformToClose)
 
 TEST_F(Session, ReportsAFinishedTransferFirst)
 {
-    const Reply taken = {200, envelope("%ID%", "<c:TransferCompleteResponse/>")};
+    const Reply taken = {200, message("%ID%", "<c:TransferCompleteResponse/>")};
     begin({{200, informResponse()}, taken, {200, getMethods}, {204, ""}}, "7 TRANSFER COMPLETE 2=k;");
     EXPECT_EQ(1, runDaemon());
     ASSERT_EQ("cwmp:Inform cwmp:TransferComplete  cwmp:GetRPCMethods ", posted());
@@ -340,9 +312,7 @@ TEST_F(Session, JudgesTheInformsAnswer)
         remove("/var/tmp/acsstatus");
         EXPECT_EQ(row.result, tr069_init(1));
         EXPECT_EQ(1U, posts.size()) << "one Inform a run";
-        string status;
-        std::getline(std::ifstream("/var/tmp/acsstatus"), status);
-        EXPECT_EQ(row.statusFile ? "ACS=0" : "", status);
+        EXPECT_EQ(row.statusFile ? "ACS=0" : "absent", contentOf("/var/tmp/acsstatus"));
     }
     begin({});
     gRetryCountOverride = -1;
@@ -429,10 +399,6 @@ TEST_F(Session, AnswersEveryMethod)
     const string object = tag("ObjectName", "A.") + key;
     const string change = tag("Name", "A") + tag("NotificationChange", "1") + tag("Notification", "2") +
                           tag("AccessListChange", "0") + "<AccessList/>";
-    const string attributes =
-        tag("Name", "A") + tag("Notification", "1") +
-        "<AccessList SOAP-ENC:arrayType=\"xsd:string[1]\"><string>S</string></AccessList>";
-    const string list = "<ParameterList SOAP-ENC:arrayType=\"cwmp:", end = "</ParameterList>";
     answers[12] = u32(0) + u32(3) + u32(0);
     answers[14] = u32(0) + texts({"A. Writable=\"1"});
     answers[15] = u32(0) + texts({"A Notification=\"1\" AccessList=\"S"});
@@ -440,35 +406,34 @@ TEST_F(Session, AnswersEveryMethod)
     answers[48] = u32(0) + text("s") + text("c");
     const struct {
         string method, arguments, operations;
-        string answer; // the arguments of the response; "-": refused
+        string answer = ""; // what the response holds; "-": refused
     } rows[] = {
-        {"SetParameterValues", oneValue + key, "11 23 44", "<Status>0</Status>"},
-        {"GetParameterNames", tag("ParameterPath", "A.") + tag("NextLevel", "1"), "14",
-         list + "ParameterInfoStruct[1]\">" +
-             tag("ParameterInfoStruct", tag("Name", "A.") + tag("Writable", "1")) + end},
-        {"GetParameterAttributes", names("A"), "15",
-         list + "ParameterAttributeStruct[1]\">" + tag("ParameterAttributeStruct", attributes) + end},
-        {"SetParameterAttributes", tag("ParameterList", tag("SetParameterAttributesStruct", change)), "16 23",
-         ""},
-        {"AddObject", object, "12 44 23", "<InstanceNumber>3</InstanceNumber><Status>0</Status>"},
-        {"DeleteObject", object, "13 44 23", "<Status>0</Status>"},
-        {"Reboot", tag("CommandKey", "k"), "49", ""},
+        {"SetParameterValues", oneValue + key, "11 23 44", "<Status>0"},
+        {"GetParameterNames", tag("ParameterPath", "A.") + tag("NextLevel", "1"), "14", "<Writable>1"},
+        {"GetParameterAttributes", names("A"), "15", "<string>S"},
+        {"SetParameterAttributes", tag("ParameterList", tag("SetParameterAttributesStruct", change)),
+         "16 23"},
+        {"AddObject", object, "12 44 23", "<InstanceNumber>3"},
+        {"DeleteObject", object, "13 44 23", "<Status>0"},
+        {"Reboot", tag("CommandKey", "k"), "49"},
         {"Reboot", "", "", "-"},
-        {"FactoryReset", "", "50", ""},
-        {"ScheduleInform", tag("DelaySeconds", "34164000"), "51", ""},
+        {"FactoryReset", "", "50"},
+        {"ScheduleInform", tag("DelaySeconds", "34164000"), "51"},
         {"ScheduleInform", tag("DelaySeconds", "34164001"), "", "-"},
         {"ScheduleInform", tag("CommandKey", "k"), "", "-"},
-        {"Download", file + url, "47", "<Status>1</Status>"},
+        {"Download", file + url, "47", "<Status>1"},
         {"Download", file, "", "-"},
-        {"Upload", file + url, "48",
-         "<Status>0</Status><StartTime>s</StartTime><CompleteTime>c</CompleteTime>"},
+        {"Upload", file + url, "48", "<Status>0</Status><StartTime>s"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.method + row.arguments);
         startAnsweringBus(answerBus);
-        EXPECT_EQ(row.answer == "-" ? faultAnswer(9003, "Invalid arguments")
-                                    : tag("cwmp:" + row.method + "Response", row.answer),
-                  answerTo(row.method, row.arguments));
+        const string answer = answerTo(row.method, row.arguments);
+        const bool refused = row.answer == "-";
+        const string expected =
+            refused ? faultAnswer(9003, "Invalid arguments") : "<cwmp:" + row.method + "Response>";
+        EXPECT_EQ(expected, answer.substr(0, expected.size()));
+        EXPECT_TRUE(refused || holds(answer, row.answer)) << answer;
         EXPECT_EQ(row.operations, sentOperations());
     }
     EXPECT_EQ("(nothing)", answerTo("Unheard", ""));
@@ -498,7 +463,9 @@ TEST_F(Session, AsksForNamesAsTheBackendTakesThem)
 {
     serve(getValues(string(300, 'N')));
     EXPECT_EQ(texts({string(232, 'N')}), sentMessages().back().body);
-    answerTo("GetParameterValues", array("ParameterNames", "string", ""));
+    answerTo("GetParameterNames", tag("ParameterPath", string(300, 'N')) + tag("NextLevel", "0"));
+    EXPECT_EQ('\0' + text(string(232, 'N')), sentMessages().back().body);
+    answerTo("GetParameterValues", array("ParameterNames", "x:string[1]", ""));
     EXPECT_EQ(texts({" "}), sentMessages().back().body);
 }
 
@@ -513,11 +480,4 @@ TEST_F(Session, SurvivesEveryFailingAllocation)
         stateMachine_close();
         EXPECT_EQ(0, messagesHeld());
     });
-}
-
-TEST_F(Session, ServesAnyPieceOfARequest)
-{
-    const string request = getValues("A.B");
-    for (size_t length = 0; length + 1 < request.size(); ++length) // the last ">" is not missed
-        EXPECT_EQ("(nothing)", serve(request.substr(0, length)));
 }

@@ -1,31 +1,9 @@
-#include <array>
-#include <cstdio>
-#include <cstdlib>
+#include "processes.h"
+
 #include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <string>
-#include <sys/wait.h>
 
 // gatewayd starting the real executable, or a script that fails in its place, as devkit/gateway lets them
 // live.
-
-struct Life {
-    int status;
-    std::string output;
-};
-
-static Life shell(const std::string &command)
-{
-    Life life{-1, ""};
-    FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
-    std::array<char, 4096> piece{};
-    for (size_t size = 0; pipe != nullptr && (size = fread(piece.data(), 1, piece.size(), pipe)) > 0;)
-        life.output.append(piece.data(), size);
-    const int status = pipe == nullptr ? -1 : pclose(pipe);
-    life.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return life;
-}
 
 static void expectInOrder(const std::string &text, const std::vector<std::string> &parts)
 {
@@ -38,17 +16,9 @@ static void expectInOrder(const std::string &text, const std::vector<std::string
     }
 }
 
-class GatewayLife : public testing::Test
+class GatewayLife : public InFolder
 {
   protected:
-    std::string folder;
-    void SetUp() override
-    {
-        char name[] = "/tmp/gateway_life_test.XXXXXX";
-        folder = mkdtemp(name);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder); }
-
     std::string write(const std::string &name, const std::string &content)
     {
         std::string path = folder + '/' + name;
@@ -58,7 +28,7 @@ class GatewayLife : public testing::Test
     }
 
     /// A life by a session file, with a script in the executable's place that has the real one as $real.
-    Life live(const std::string &sessions, const std::string &script, const std::string &options = "")
+    Talk live(const std::string &sessions, const std::string &script, const std::string &options = "")
     {
         const std::string run = write("run", "#!/bin/sh\nfolder=" + folder + " real=" TR069FE "\n" + script);
         return shell("TR069FE=" + run + " GATEWAYD_OPTIONS='--boot-time 0.1 --retry-scale 0.01 " + options +
@@ -68,7 +38,7 @@ class GatewayLife : public testing::Test
 
 TEST_F(GatewayLife, RunsFromTheFirstBootToTheCall)
 {
-    const Life life =
+    const Talk life =
         shell("GATEWAYD_OPTIONS='--boot-time 0.5' " KIT "/gateway " BUILD " life --set delay=1 --timeout 20");
     EXPECT_EQ(0, life.status);
     expectInOrder(life.output,
@@ -82,7 +52,7 @@ TEST_F(GatewayLife, RunsFromTheFirstBootToTheCall)
 
 TEST_F(GatewayLife, KeepsEventsUntilASessionDeliversThem)
 {
-    const Life life = live("session 0 BOOTSTRAP, 1 BOOT\n", R"(
+    const Talk life = live("session 0 BOOTSTRAP, 1 BOOT\n", R"(
 echo $2 >>$folder/counts
 case $2 in
 0) exit 0 ;; 1) printf 'ACS=0' >/var/tmp/acsstatus; exit 1 ;;
@@ -104,7 +74,7 @@ exit 0)",
 TEST_F(GatewayLife, TellsWhyATransferOrATestFailed)
 {
     static const std::string kDownload = "InternetGatewayDevice.DownloadDiagnostics.";
-    const Life life =
+    const Talk life =
         live("Upload key=u type=\"2 Vendor Log File\" url=http://x/log user=me password=word\n"
              "session M Upload\n= FaultCode 9012\n"
              "Download key=d type=\"1 Firmware Upgrade Image\" url=http://x/config\n"
@@ -133,7 +103,7 @@ echo 1 >$flag; echo 1 >$record; exec "$real" "$@")");
 TEST_F(GatewayLife, AdmitsEachProofOnceAndEndsItsChild)
 {
     const std::string run = write("run", "#!/bin/sh\necho $$ >>" + folder + "/started; exec sleep 30\n");
-    const Life life = shell("cd " + folder + "; " GATEWAYD " --run " + run +
+    const Talk life = shell("cd " + folder + "; " GATEWAYD " --run " + run +
                             " --bus bus --store store --log log >out & gatewayd=$!; "
                             R"(while ! [ -s out ] || ! [ -s started ]; do sleep 0.05; done
 url=$(sed 's/.* at //' out) status="-s -o /dev/null -w %{http_code}\n"

@@ -13,10 +13,7 @@ void failAllocation(int n, bool andAllLater)
     asked = 0;
 }
 
-int allocationsAsked()
-{
-    return asked;
-}
+int allocationsAsked() { return asked; }
 
 static bool failsNow()
 {
@@ -29,16 +26,7 @@ void *__real_malloc(size_t size);
 void *__real_calloc(size_t count, size_t size);
 void *__real_realloc(void *block, size_t size);
 
-void *__wrap_malloc(size_t size)
-{
-    return failsNow() ? nullptr : __real_malloc(size);
-}
-void *__wrap_calloc(size_t count, size_t size)
-{
-    return failsNow() ? nullptr : __real_calloc(count, size);
-}
-void *__wrap_realloc(void *block, size_t size)
-{
-    return failsNow() ? nullptr : __real_realloc(block, size);
-}
+void *__wrap_malloc(size_t size) { return failsNow() ? nullptr : __real_malloc(size); }
+void *__wrap_calloc(size_t count, size_t size) { return failsNow() ? nullptr : __real_calloc(count, size); }
+void *__wrap_realloc(void *block, size_t size) { return failsNow() ? nullptr : __real_realloc(block, size); }
 }

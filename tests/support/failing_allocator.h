@@ -13,8 +13,7 @@ int allocationsAsked();
 
 /// Runs the call once for every allocation that it makes, with that one failing, then again with that one and
 /// all later ones failing; ends at the first run that asks for fewer.
-template <typename Call>
-void withEveryAllocationFailing(Call call)
+template <typename Call> void withEveryAllocationFailing(Call call)
 {
     for (const bool andAllLater : {false, true}) {
         for (int n = 1;; ++n) {

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "texts.h"
+
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/wait.h>
@@ -24,17 +25,6 @@ inline Talk shell(const std::string &command)
         output.append(piece, size);
     const int status = pclose(pipe);
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), output};
-}
-
-inline bool holds(const std::string &text, const std::string &part)
-{
-    return text.find(part) != text.npos;
-}
-
-inline std::string contentOf(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "absent";
 }
 
 /// A test with a folder of its own, gone afterwards.

@@ -6,11 +6,12 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <map>
+#include <memory>
 
 constexpr size_t kHeader = 16;
 constexpr int kTimeout = 20;
 
-static std::map<void *, GuardedText> held;
+static std::map<void *, std::unique_ptr<GuardedText>> held;
 static std::vector<SentMessage> sent;
 static Answer answerOf;
 static BusFailures failing;
@@ -34,10 +35,7 @@ void startBus(std::deque<std::string> replies, BusFailures failures)
     startAnsweringBus(nextReply, failures);
 }
 
-const std::vector<SentMessage> &sentMessages()
-{
-    return sent;
-}
+const std::vector<SentMessage> &sentMessages() { return sent; }
 
 std::string sentOperations()
 {
@@ -47,20 +45,13 @@ std::string sentOperations()
     return all;
 }
 
-int messagesHeld()
-{
-    return static_cast<int>(held.size());
-}
+int messagesHeld() { return static_cast<int>(held.size()); }
 
-std::string u32(uint32_t value)
-{
-    return std::string(reinterpret_cast<const char *>(&value), sizeof value);
-}
+std::string u16(uint16_t value) { return std::string(reinterpret_cast<const char *>(&value), sizeof value); }
 
-std::string text(const std::string &value)
-{
-    return value + '\0';
-}
+std::string u32(uint32_t value) { return std::string(reinterpret_cast<const char *>(&value), sizeof value); }
+
+std::string text(const std::string &value) { return value + '\0'; }
 
 std::string texts(const std::vector<std::string> &values)
 {
@@ -70,10 +61,7 @@ std::string texts(const std::vector<std::string> &values)
     return all;
 }
 
-static bool failsNow(int &countdown)
-{
-    return countdown > 0 && --countdown == 0;
-}
+static bool failsNow(int &countdown) { return countdown > 0 && --countdown == 0; }
 
 static uint16_t fieldOf(const std::string &bytes, size_t at)
 {
@@ -85,9 +73,10 @@ static uint16_t fieldOf(const std::string &bytes, size_t at)
 // Neither side of it is aligned.
 static void *hold(const std::string &bytes)
 {
-    const GuardedText message = guardText(bytes);
-    held.emplace(message.text, message);
-    return message.text;
+    auto message = std::make_unique<GuardedText>(bytes);
+    void *start = message->text;
+    held.emplace(start, std::move(message));
+    return start;
 }
 
 // Where the message is held; nothing, and a failed test, for what is none of the bus.
@@ -95,7 +84,7 @@ static const GuardedText *findHeld(void *message)
 {
     const auto found = held.find(message);
     EXPECT_NE(held.end(), found) << "no message of the bus, or given back before";
-    return found == held.end() ? nullptr : &found->second;
+    return found == held.end() ? nullptr : found->second.get();
 }
 
 void *MSG_CreateMessage(unsigned int bodyLength)
@@ -127,10 +116,27 @@ int MSG_ReceiveMessage(void **message, int timeout)
 
 int MSG_ReleaseMessage(void *message)
 {
-    const GuardedText *found = findHeld(message);
-    if (found == nullptr)
-        return kBusError;
-    freeGuardedText(*found);
+    const bool isHeld = findHeld(message) != nullptr;
     held.erase(message);
-    return 0;
+    return isHeld ? 0 : kBusError;
+}
+
+std::string digestInput;
+
+static char *allocateText(const char *text)
+{
+    char *copy = static_cast<char *>(malloc(strlen(text) + 1));
+    return copy == nullptr ? nullptr : strcpy(copy, text);
+}
+
+char *CalcNonce() { return allocateText("CN"); }
+
+char *CalcDigest(const char *username, const char *password, const char *realm, const char *uri,
+                 const char *nonce, const char *qop, const char *nonceCount, const char *clientNonce,
+                 const char *method, char **response)
+{
+    digestInput.clear();
+    for (const char *text : {username, password, realm, uri, nonce, qop, nonceCount, clientNonce, method})
+        digestInput += std::string(text) + "|";
+    return *response = allocateText("RESP");
 }

@@ -41,7 +41,11 @@ std::string sentOperations();
 /// Messages that nobody gave back yet.
 int messagesHeld();
 
+/// The arguments of the last Digest asked for, each with a "|" behind it. Its answer is "RESP", a nonce "CN".
+extern std::string digestInput;
+
 // Pieces of a body, in host byte order.
+std::string u16(uint16_t value);
 std::string u32(uint32_t value);
 /// With its NUL.
 std::string text(const std::string &value);

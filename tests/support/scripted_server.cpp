@@ -5,8 +5,45 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <regex>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+std::vector<useconds_t> pauses;
+std::function<void()> onPause, onWait;
+timeval waitAsked;
+int longestWait = 5000;
+int vainWaits;
+
+void resetWaits()
+{
+    pauses.clear();
+    onPause = onWait = nullptr;
+    longestWait = 5000;
+    vainWaits = 0;
+}
+
+extern "C" {
+int __real_select(int, fd_set *, fd_set *, fd_set *, timeval *);
+
+int __wrap_usleep(useconds_t microseconds)
+{
+    pauses.push_back(microseconds);
+    if (onPause)
+        onPause();
+    return 0;
+}
+int __wrap_select(int count, fd_set *readable, fd_set *writable, fd_set *failed, timeval *wait)
+{
+    if (onWait)
+        onWait();
+    waitAsked = *wait;
+    *wait = {longestWait / 1000, longestWait % 1000 * 1000};
+    const int ready = __real_select(count, readable, writable, failed, wait);
+    vainWaits += ready == 0 ? 1 : 0;
+    return ready;
+}
+}
 
 ScriptedServer::ScriptedServer(std::vector<ScriptedAnswer> script)
     : answers(std::move(script)), listener(socket(AF_INET, SOCK_STREAM, 0))

@@ -1,8 +1,21 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <thread>
+#include <unistd.h>
 #include <vector>
+
+// What the client finds when it pauses (usleep, which returns at once) and when it waits (select).
+
+extern std::vector<useconds_t> pauses;
+extern std::function<void()> onPause, onWait;
+extern timeval waitAsked;
+extern int longestWait; ///< milliseconds, whatever was asked
+extern int vainWaits;
+
+/// No pauses yet, nothing to be called, waits of at most 5 s.
+void resetWaits();
 
 /// One answer of a scripted HTTP server.
 struct ScriptedAnswer {
