@@ -38,20 +38,16 @@ TEST(Text, AllocatesTexts)
 
 TEST(Text, ReadsNumbersWithinTheirBound)
 {
-    struct Row {
-        const char *text;
-        size_t length;
-        int64_t value;
-        size_t consumed;
-    };
-    for (const Row &row :
+    using Row =
+        std::tuple<const char *, size_t, int64_t, size_t>; // text and its length; value and its digits
+    for (const auto &[text, length, value, digits] :
          {Row{"123", 3, 123, 3}, Row{"123", 2, 12, 2}, Row{" \t-7x", 5, -7, 4}, Row{"+9]", 3, 9, 2},
           Row{"", 0, 0, 0}, Row{"-", 1, 0, 0}, Row{"x1", 2, 0, 0},
           Row{"9223372036854775807", 19, INT64_MAX, 19}, Row{"9223372036854775808", 19, INT64_MAX, 19},
           Row{"-9223372036854775808", 20, INT64_MIN, 20}, Row{"-99999999999999999999", 21, INT64_MIN, 21}}) {
         size_t consumed = 99;
-        EXPECT_EQ(row.value, readDecimal(row.text, row.length, &consumed)) << row.text;
-        EXPECT_EQ(row.consumed, consumed) << row.text;
+        EXPECT_EQ(value, readDecimal(text, length, &consumed)) << text;
+        EXPECT_EQ(digits, consumed) << text;
     }
     EXPECT_EQ(INT_MAX, textToInt("2147483648"));
     EXPECT_EQ(INT_MIN, textToInt("-2147483649"));

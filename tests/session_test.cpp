@@ -1,7 +1,6 @@
 #include "acs_connection.h"
 #include "daemon.h"
 #include "dispatch.h"
-#include "fault_response.h"
 #include "http_client.h"
 #include "inform_exchange.h"
 #include "inform_parameters.h"
@@ -157,15 +156,12 @@ static void begin(std::deque<Reply> script, const string &reported = "1 BOOT=;")
     stateMachine_init();
 }
 
-static int runDaemon(int argumentCount = 1)
+// A whole run. Gives what was posted, each message by its method and a blank: "cwmp:Inform ", and only the
+// blank for no message.
+static string runDaemon(int argumentCount = 1)
 {
     char name[] = "tr069fe", *arguments[] = {name, nullptr};
-    return tr069_daemon_main(argumentCount, arguments + 1 - argumentCount);
-}
-
-// What was posted, each message by its method and a blank: "cwmp:Inform ", and only the blank for no message.
-static string posted()
-{
+    EXPECT_EQ(1, tr069_daemon_main(argumentCount, arguments + 1 - argumentCount));
     string all;
     for (const string &post : posts)
         all += between(post, "<SOAP-ENV:Body><", ">") + " ";
@@ -254,8 +250,7 @@ TEST_F(Session, AppliesTheServersHeader)
 TEST_F(Session, RunsFromInformToClose)
 {
     begin({{200, informResponse()}, {200, getValues("A.B")}, {200, getMethods}, {204, ""}});
-    EXPECT_EQ(1, runDaemon());
-    ASSERT_EQ("cwmp:Inform  cwmp:GetParameterValuesResponse cwmp:GetRPCMethods ", posted());
+    ASSERT_EQ("cwmp:Inform  cwmp:GetParameterValuesResponse cwmp:GetRPCMethods ", runDaemon());
     // A C library without its conversion modules sends values as they are.
     const iconv_t converter = iconv_open("UTF-8", "ISO-8859-1");
     const bool converts = converter != reinterpret_cast<iconv_t>(-1) && iconv_close(converter) == 0;
@@ -270,16 +265,13 @@ TEST_F(Session, ReportsAFinishedTransferFirst)
 {
     const Reply taken = {200, message("%ID%", "<c:TransferCompleteResponse/>")};
     begin({{200, informResponse()}, taken, {200, getMethods}, {204, ""}}, "7 TRANSFER COMPLETE 2=k;");
-    EXPECT_EQ(1, runDaemon());
-    ASSERT_EQ("cwmp:Inform cwmp:TransferComplete  cwmp:GetRPCMethods ", posted());
+    ASSERT_EQ("cwmp:Inform cwmp:TransferComplete  cwmp:GetRPCMethods ", runDaemon());
     EXPECT_PRED2(holds, posts[1], "<CommandKey>k</CommandKey>");
     begin({{200, informResponse()}, {200, fault(8000)}}, "7 TRANSFER COMPLETE=k;");
-    EXPECT_EQ(1, runDaemon());
-    EXPECT_EQ("cwmp:Inform cwmp:TransferComplete ", posted()) << "a Fault answers it too";
+    EXPECT_EQ("cwmp:Inform cwmp:TransferComplete ", runDaemon()) << "a Fault answers it too";
     const string held = informResponse("%ID%", "1", tag("c:HoldRequests", "1"));
     begin({{200, held}, {200, getMethods}}, "7 TRANSFER COMPLETE=k;");
-    EXPECT_EQ(1, runDaemon());
-    EXPECT_EQ("cwmp:Inform ", posted()) << "a server that holds requests gets none";
+    EXPECT_EQ("cwmp:Inform ", runDaemon()) << "a server that holds requests gets none";
 }
 
 TEST_F(Session, JudgesTheInformsAnswer)
@@ -338,7 +330,7 @@ TEST_F(Session, ChoosesUrlAndCredentials)
 TEST_F(Session, EndsEarlyWhenItMust)
 {
     begin({}, "");
-    EXPECT_EQ(1, runDaemon());
+    EXPECT_EQ("", runDaemon());
     EXPECT_EQ("45", sentOperations()) << "without events nothing else is asked";
     begin({});
     connectResult = -1;
@@ -354,7 +346,7 @@ TEST_F(Session, ServesManyRequestsThroughTheRing)
         for (size_t i = 0; i < requests; ++i)
             script.push_back({200, getValues("P" + to_string(i))});
         begin(script);
-        EXPECT_EQ(1, runDaemon());
+        runDaemon();
         ASSERT_EQ(requests + 2, posts.size());
         for (size_t i = 0; i < requests; ++i)
             EXPECT_PRED2(holds, posts[i + 2], "<Name>P" + to_string(i) + "</Name>");
@@ -365,10 +357,9 @@ TEST_F(Session, RefusesToPostWhenTheRingIsFull)
 {
     const char *pieces[] = {"ab", "c"};
     gSOAPReqBuf_Count = 9;
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(0, sendSoapMsgBuf(pieces, 3, 2));
-        EXPECT_EQ(9, gSOAPReqBuf_Count);
-    }
+    EXPECT_EQ(0, sendSoapMsgBuf(pieces, 3, 2));
+    EXPECT_EQ(0, sendSoapMsgBuf(pieces, 3, 2));
+    EXPECT_EQ(9, gSOAPReqBuf_Count);
     EXPECT_EQ(0U, posts.size());
     gSOAPReqBuf_RefCount = 8;
     replies = {{200, "x"}};

@@ -47,10 +47,8 @@ std::string sentOperations()
 
 int messagesHeld() { return static_cast<int>(held.size()); }
 
-std::string u16(uint16_t value) { return std::string(reinterpret_cast<const char *>(&value), sizeof value); }
-
-std::string u32(uint32_t value) { return std::string(reinterpret_cast<const char *>(&value), sizeof value); }
-
+std::string u16(uint16_t value) { return {reinterpret_cast<const char *>(&value), sizeof value}; }
+std::string u32(uint32_t value) { return {reinterpret_cast<const char *>(&value), sizeof value}; }
 std::string text(const std::string &value) { return value + '\0'; }
 
 std::string texts(const std::vector<std::string> &values)

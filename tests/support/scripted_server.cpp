@@ -65,11 +65,6 @@ ScriptedServer::~ScriptedServer()
     close(listener);
 }
 
-std::string ScriptedServer::url(const std::string &path) const
-{
-    return "http://127.0.0.1:" + std::to_string(portNumber) + path;
-}
-
 std::vector<std::string> ScriptedServer::requests()
 {
     shutdown(listener, SHUT_RDWR);
@@ -111,23 +106,16 @@ void ScriptedServer::sendAnswer(const ScriptedAnswer &answer)
 
 void ScriptedServer::run()
 {
-    for (size_t next = 0;;) {
-        connection = accept(listener, nullptr, nullptr);
-        if (connection < 0)
-            return;
+    for (size_t next = 0; (connection = accept(listener, nullptr, nullptr)) >= 0; close(connection)) {
         const int now = 1;
         setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &now, sizeof now);
-        for (bool open = true; open;) {
-            std::string request = readRequest();
-            open = !request.empty();
-            if (!open)
-                break;
+        for (std::string request; !(request = readRequest()).empty();) {
             received.push_back(std::regex_replace(request, std::regex("Date: [^\r]*"), "Date: *"));
-            if (next < answers.size()) {
-                sendAnswer(answers[next]);
-                open = !answers[next++].closeAfter;
-            }
+            if (next == answers.size())
+                continue;
+            sendAnswer(answers[next]);
+            if (answers[next++].closeAfter)
+                break;
         }
-        close(connection);
     }
 }

@@ -24,6 +24,13 @@ struct ScriptedAnswer {
     bool closeAfter = false; ///< the connection is closed behind it
 };
 
+/// An answer with its Content-Length.
+inline std::string httpAnswer(int status, const std::string &body = "")
+{
+    return "HTTP/1.1 " + std::to_string(status) + " X\r\nContent-Length: " + std::to_string(body.size()) +
+           "\r\n\r\n" + body;
+}
+
 /// A server on a free port of 127.0.0.1, in a thread of its own: takes one whole request for each answer, on
 /// the connection at hand or, when the client closed that, on the next one.
 class ScriptedServer
@@ -43,7 +50,10 @@ class ScriptedServer
     explicit ScriptedServer(std::vector<ScriptedAnswer> script);
     ~ScriptedServer();
     [[nodiscard]] int port() const { return portNumber; }
-    [[nodiscard]] std::string url(const std::string &path = "/cwmp") const;
+    [[nodiscard]] std::string url(const std::string &path = "/cwmp") const
+    {
+        return "http://127.0.0.1:" + std::to_string(portNumber) + path;
+    }
 
     /// The requests, the value of their Date headers masked ("Date: *"); to be asked when the client has
     /// closed.
