@@ -19,7 +19,7 @@ TEST(Text, ComparesAndCopiesSafely)
     EXPECT_EQ(1, safeStrncmp("x", nullptr, 0));
     char buffer[4] = "#";
     for (const auto &[source, size, copy] :
-         {std::tuple("abcdef", 0, "#"), {"abcdef", 4, "abc"}, {"x", 4, "x"}}) {
+         {std::tuple("abcdef", 0U, "#"), {"abcdef", 4U, "abc"}, {"x", 4U, "x"}}) {
         safeStrncpy(buffer, source, size);
         EXPECT_STREQ(copy, buffer);
     }
