@@ -34,7 +34,7 @@ size_t safeStrlen(const char *text)
 
 void safeStrncpy(char *destination, const char *source, size_t size)
 {
-    if (size == 0)
+    if (destination == nullptr || size == 0)
         return;
     destination[size - 1] = '\0';
     if (source == nullptr)

@@ -15,7 +15,7 @@ int safeStrncmp(const char *a, const char *b, size_t n);
 size_t safeStrlen(const char *text);
 
 /// Writes a NUL at destination[size - 1], then copies at most size - 1 bytes of source and its NUL when it
-/// fits. Does nothing when size is 0; a null source copies nothing.
+/// fits. Does nothing when size is 0 or destination null; a null source copies nothing.
 void safeStrncpy(char *destination, const char *source, size_t size);
 
 /// A NUL-terminated heap copy of a counted text.

@@ -17,6 +17,7 @@ TEST(Text, ComparesAndCopiesSafely)
     EXPECT_EQ(0, safeStrncmp("HoldRequestsX", "HoldRequests", 12));
     EXPECT_NE(0, safeStrncmp("HoldRequest", "HoldRequests", 12));
     EXPECT_EQ(1, safeStrncmp("x", nullptr, 0));
+    safeStrncpy(nullptr, "x", 4);
     char buffer[4] = "#";
     for (const auto &[source, size, copy] :
          {std::tuple("abcdef", 0U, "#"), {"abcdef", 4U, "abc"}, {"x", 4U, "x"}}) {
