@@ -1,10 +1,8 @@
-#include "print_to_syslog.h"
 #include "text.h"
 
 #include "owned.h"
 
 #include <climits>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <tuple>

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -23,14 +24,20 @@ using std::vector;
 static const string flagFile = "/var/tmp/uploadErrFlag", bodyFile = "/var/tmp/body";
 static vector<timeval> clockStamps; // taken in turn, then the real time
 
-extern "C" int __real_gettimeofday(timeval *, void *);
-extern "C" int __wrap_gettimeofday(timeval *now, void *zone)
+static int lookups; // of host names
+
+extern "C" {
+hostent *__real_gethostbyname(const char *);
+hostent *__wrap_gethostbyname(const char *name) { return ++lookups, __real_gethostbyname(name); }
+int __real_gettimeofday(timeval *, void *);
+int __wrap_gettimeofday(timeval *now, void *zone)
 {
     if (clockStamps.empty())
         return __real_gettimeofday(now, zone);
     *now = clockStamps.front();
     clockStamps.erase(clockStamps.begin());
     return 0;
+}
 }
 
 static void reset()
@@ -134,6 +141,7 @@ TEST_F(Http, parsesUrls)
         EXPECT_EQ(expected.empty() ? -1 : 0, result);
         EXPECT_TRUE(result != 0 || memcmp(to->address, "\x7f\0\0\1", 4) == 0);
     }
+    EXPECT_EQ(4, lookups) << "only of what is no plain address";
     EXPECT_EQ(-1, http_init("https://127.0.0.1/", "u", "w", nullptr));
     EXPECT_EQ(nullptr, gHttpAuth.username);
 }

@@ -13,8 +13,6 @@
 #include <vector>
 
 using std::string;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 
 static const string kOpen =
     "<SOAP-ENV:Envelope xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\" "
@@ -33,7 +31,6 @@ static ParameterValueRecord value(const char *name, const char *type, const char
     return {text(type), text(value), text(name), nullptr};
 }
 
-static const char *const kTransfer = "TransferComplete";
 using Header = const SoapHeaderEntry *;
 
 // One complete record for each writer.
@@ -70,7 +67,7 @@ struct Records {
     char *attributes(Header h, int *n) { return construct_GetParamNamesAttrRespose(&somebody, h, n); }
     char *complete(Header h, int *n)
     {
-        return construct_TrasferCompleteSoapMessage(&transferred, kTransfer, h, n);
+        return construct_TrasferCompleteSoapMessage(&transferred, "TransferComplete", h, n);
     }
     char *methods(Header h, int *n) { return construct_GetRPCMethodSoapMessage("Get", h, n, &rpcFault); }
     char *download(Header h, int *n) { return construct_DownloadRespose(1, nullptr, "", h, n); }
@@ -173,9 +170,9 @@ TEST(SoapWriter, WritesEveryMessage)
         const string rest = kBody + "<" + row.tag + ">" + body + "</" + row.tag + ">" + kClose;
         EXPECT_EQ(kOpen + rest, take(row.write, r));
         EXPECT_EQ(kOpen + kHeader + rest, take(row.write, r, &r.header));
-        CaptureStdout();
+        testing::internal::CaptureStdout();
         EXPECT_EQ("null", take(row.write, r, &r.badHeader));
-        EXPECT_EQ("null in fillMsgSoapHdr\n", GetCapturedStdout());
+        EXPECT_EQ("null in fillMsgSoapHdr\n", testing::internal::GetCapturedStdout());
         int failures = 0;
         withEveryAllocationFailing([&] { failures += take(row.write, r) == "null" ? 1 : 0; });
         EXPECT_EQ(2, failures) << "there is one allocation: it failed alone, and with all later ones";
@@ -234,9 +231,9 @@ TEST(SoapWriter, LeavesOutWhatIsMissing)
         EXPECT_NE(string::npos, message.find(row.expected)) << "row " << &row - rows << ": " << message;
     }
     Records r;
-    CaptureStdout();
+    testing::internal::CaptureStdout();
     EXPECT_EQ(take(&Records::fault, r).size() - (kOpen + noTexts + kClose).size(), getFaultMsgLen(&r.failed));
-    EXPECT_EQ("[construct_FaultResponse]\n", GetCapturedStdout());
+    EXPECT_EQ("[construct_FaultResponse]\n", testing::internal::GetCapturedStdout());
 }
 
 // Each text and number in turn is missing, and just the one message that needs it is refused.

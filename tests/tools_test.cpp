@@ -45,11 +45,7 @@ int app_item_save(const char *value, const char *item, int length)
     return note(string(item) + "=" + value + " ");
 }
 int kvrSystem(const char *command, int flag) { return note(command + to_string(flag)); }
-pid_t __wrap_fork()
-{
-    note(" fork");
-    return forkResult;
-}
+pid_t __wrap_fork() { return note(" fork"), forkResult; }
 }
 
 static const string dir = "/var/tmp/", flagFile = dir + "uploadErrFlag", recordFile = dir + "httpdiag_record";

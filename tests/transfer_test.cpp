@@ -71,7 +71,7 @@ class Transfer : public InFolder
         return shell("rm -f " + flagFile + " " + recordFile + "; " TR069FE " " + arguments);
     }
 
-    // What was received and, when that was not well, the output.
+    // What was received, and "refused" behind it when the server did not let the device in.
     string get(const string &path, const string &password = "word")
     {
         const string file = folder + "/config";
