@@ -83,27 +83,17 @@ static void readHostile(benchmark::State &state, const Hostile &shape)
     state.SetItemsProcessed(state.iterations() * elements);
 }
 
-BENCHMARK(setParameterValues)->RangeMultiplier(10)->Range(10, 10000)->Complexity(benchmark::oN);
-BENCHMARK(getParameterValues)->RangeMultiplier(10)->Range(10, 10000)->Complexity(benchmark::oN);
-BENCHMARK_CAPTURE(readHostile, nesting, kNesting)
-    ->RangeMultiplier(10)
-    ->Range(100, 10000)
-    ->Complexity(benchmark::oN);
-BENCHMARK_CAPTURE(readHostile, longName, kLongName)
-    ->RangeMultiplier(10)
-    ->Range(100, 10000)
-    ->Complexity(benchmark::oN);
-BENCHMARK_CAPTURE(readHostile, openTags, kOpenTags)
-    ->RangeMultiplier(10)
-    ->Range(100, 10000)
-    ->Complexity(benchmark::oN);
-BENCHMARK_CAPTURE(readHostile, header, kHeaderElements)
-    ->RangeMultiplier(10)
-    ->Range(100, 100000)
-    ->Complexity();
-BENCHMARK_CAPTURE(readHostile, scopes, kDeclarations)
-    ->RangeMultiplier(10)
-    ->Range(100, 10000)
-    ->Complexity(benchmark::oN);
+static void growTenfold(benchmark::internal::Benchmark *runs)
+{
+    runs->RangeMultiplier(10)->Range(10, 10000)->Complexity(benchmark::oN);
+}
+
+BENCHMARK(setParameterValues)->Apply(growTenfold);
+BENCHMARK(getParameterValues)->Apply(growTenfold);
+BENCHMARK_CAPTURE(readHostile, nesting, kNesting)->Apply(growTenfold);
+BENCHMARK_CAPTURE(readHostile, longName, kLongName)->Apply(growTenfold);
+BENCHMARK_CAPTURE(readHostile, openTags, kOpenTags)->Apply(growTenfold);
+BENCHMARK_CAPTURE(readHostile, header, kHeaderElements)->Apply(growTenfold);
+BENCHMARK_CAPTURE(readHostile, scopes, kDeclarations)->Apply(growTenfold);
 
 BENCHMARK_MAIN();
