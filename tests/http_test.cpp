@@ -125,13 +125,12 @@ TEST_F(Http, parsesUrls)
          {Row{"HTTP://127.0.0.1:7547/cwmp", "127.0.0.1:7547/cwmp"}, Row{"http://127.0.0.1", "127.0.0.1:80"},
           Row{"http://127.0.0.1/", "127.0.0.1:80"},
           Row{"http://127.0.0.1/a/b?c=d:1", "127.0.0.1:80/a/b?c=d:1"},
-          Row{"http://localhost:81:82/x", "localhost:82/x"}, Row{"http://127.0.0.1:/x", "127.0.0.1:0/x"},
+          Row{"http://127.0.1:81:82/x", "127.0.1:82/x"}, Row{"http://127.0.0.1:/x", "127.0.0.1:0/x"},
           Row{"http://127.0.0.1/" + ones.substr(2), "127.0.0.1:80/" + ones.substr(2)},
           Row{"http://127.0.0.1/" + ones.substr(1), ""}, Row{"http://" + ones + "/x", ""},
           Row{"http://" + ones + ":1/x", ""}, Row{"http://127.0.0.1:65536/", ""},
-          Row{"http://127.0.0.1:-1/", ""}, Row{"https://127.0.0.1/", ""}, Row{"http://:80/x", ""},
-          Row{"http:///x", ""}, Row{"http://127.0.0.256/", ""}, Row{"http://127.1/", "127.1:80"},
-          Row{"http://127.0.0.01/", "127.0.0.01:80"}}) {
+          Row{"http://127.0.0.1:-1/", ""}, Row{"https://127.0.0.1/", ""}, Row{"http:///x", ""},
+          Row{"http://127.0.0.256/", ""}, Row{"http://127.0.0.01/", "127.0.0.01:80"}}) {
         SCOPED_TRACE(text);
         reset();
         const GuardedText url(text + '\0');
@@ -142,7 +141,7 @@ TEST_F(Http, parsesUrls)
         EXPECT_EQ(expected.empty() ? -1 : 0, result);
         EXPECT_TRUE(result != 0 || memcmp(to->address, "\x7f\0\0\1", 4) == 0);
     }
-    EXPECT_EQ(5, lookups) << "only of what is no plain address";
+    EXPECT_EQ(3, lookups) << "only of what is no plain address";
     EXPECT_EQ(-1, http_init("https://127.0.0.1/", "u", "w", nullptr));
     EXPECT_EQ(nullptr, gHttpAuth.username);
 }
