@@ -442,7 +442,6 @@ TEST_F(Http, putsBodiesIntoTheDownloadFile)
 TEST_F(Http, uploadsInPieces)
 {
     for (const int length : {0, 1, 20479, 20480, 20481, 40961}) {
-        SCOPED_TRACE(length);
         reset();
         ScriptedServer server({{kOk}});
         gHttpTransfer.diagnostics = true;
@@ -451,7 +450,7 @@ TEST_F(Http, uploadsInPieces)
         longestWait = length == 0 ? 10 : 5000;
         const string body(static_cast<size_t>(length), 'a');
         int status = 0;
-        EXPECT_EQ(length == 0 ? "-" : "ok", send(HttpFraming::upload, body, &status));
+        EXPECT_EQ(length == 0 ? "-" : "ok", send(HttpFraming::upload, body, &status)) << length;
         EXPECT_EQ(length == 0 ? -1 : 200, status);
         http_close();
         const vector<string> requests = server.requests();

@@ -249,7 +249,7 @@ TEST_F(Session, AppliesTheServersHeader)
 
 TEST_F(Session, RunsFromInformToClose)
 {
-    begin({{200, informResponse()}, {200, getValues("A.B")}, {200, getMethods}, {204, ""}});
+    begin({{200, informResponse()}, {500, getValues("A.B")}, {200, getMethods}, {204, ""}});
     ASSERT_EQ("cwmp:Inform  cwmp:GetParameterValuesResponse cwmp:GetRPCMethods ", runDaemon());
     // A C library without its conversion modules sends values as they are.
     const iconv_t converter = iconv_open("UTF-8", "ISO-8859-1");
@@ -376,7 +376,9 @@ TEST_F(Session, PostsAgainWhenAskedTo)
 {
     const char *piece = "answer";
     replies = {{200, fault(8005)}, {200, fault(8005)}, {200, getMethods}};
+    setState("TransferComplete", 0, "5", "RPC");
     EXPECT_EQ(200, sendSoapMsgBuf(&piece, 6, 1));
+    EXPECT_EQ(0, getOutStandingRequests()) << "a Fault ends the wait for what was sent before";
     EXPECT_EQ(3U, posts.size());
     EXPECT_EQ(getMethods, gSOAPReqBuf[0]);
     replies = std::deque<Reply>(20, {200, fault(8005)});
