@@ -7,17 +7,37 @@
 #include "tag_reading.h"
 
 #include <cstdlib>
-#include <iterator>
 
 // An element and the text of the record that it fills.
+template <typename Record>
 struct TextField {
     const char *tagName;
-    char **text;
+    char *Record::*text;
 };
 
-// The first fields of both requests. Without FileType or URL the request is refused anyway, and what stands
-// behind them is not read.
-constexpr size_t kFileType = 1;
+static constexpr TextField<DownloadStr> kDownloadFields[] = {
+    {"CommandKey", &DownloadStr::CommandKey},
+    {"FileType", &DownloadStr::FileType},
+    {"URL", &DownloadStr::URL},
+    {"Username", &DownloadStr::Username},
+    {"Password", &DownloadStr::Password},
+    {"FileSize", &DownloadStr::FileSize},
+    {"TargetFileName", &DownloadStr::TargetFileName},
+    {"DelaySeconds", &DownloadStr::DelaySeconds},
+    {"SuccessURL", &DownloadStr::SuccessURL},
+    {"FailureURL", &DownloadStr::FailureURL},
+};
+static constexpr TextField<UploadStr> kUploadFields[] = {
+    {"CommandKey", &UploadStr::CommandKey},
+    {"FileType", &UploadStr::FileType},
+    {"URL", &UploadStr::URL},
+    {"Username", &UploadStr::Username},
+    {"Password", &UploadStr::Password},
+    {"DelaySeconds", &UploadStr::DelaySeconds},
+};
+
+// The last field that is read in any case. Without FileType or URL the request is refused anyway, and what
+// stands behind them is not read.
 constexpr size_t kUrl = 2;
 
 // What the two readers say, each in its own words.
@@ -66,66 +86,44 @@ static XMLNode *findRequest(XMLNode *envelope, const char *rpcName, int kind,
     return rpcNode;
 }
 
-// Reads the fields in their order; a missing element leaves its text null. False when memory ran out.
-static bool readFields(XMLNode *rpcNode, const char *rpcName, const TransferMessages &messages,
-                       const TextField *fields, size_t count)
+// Reads one field; a missing element leaves its text null. False when memory ran out.
+static bool readField(XMLNode *rpcNode, const char *rpcName, const TransferMessages &messages,
+                      const char *tagName, char **text)
 {
-    for (size_t i = 0; i < count; ++i) {
-        if (i == kUrl + 1 && (*fields[kFileType].text == nullptr || *fields[kUrl].text == nullptr))
-            return true;
-        const int status = readTagText(rpcNode, fields[i].tagName, rpcName, 1, fields[i].text);
-        if (status == kReadNoMemory)
-            return false;
-        if (status == kReadMissing && safeStrcmp(fields[i].tagName, "DelaySeconds") == 0)
-            printToSyslog("LOG_INFO", "soapResponseParser", messages.function, messages.noDelay);
+    const int status = readTagText(rpcNode, tagName, rpcName, 1, text);
+    if (status == kReadMissing && safeStrcmp(tagName, "DelaySeconds") == 0)
+        printToSyslog("LOG_INFO", "soapResponseParser", messages.function, messages.noDelay);
+    return status != kReadNoMemory;
+}
+
+template <typename Record, void (*freeRecord)(Record *), size_t count>
+static Record *readTransfer(XMLNode *envelope, const char *rpcName, int kind,
+                            const TransferMessages &messages, const TextField<Record> (&fields)[count])
+{
+    XMLNode *rpcNode = findRequest(envelope, rpcName, kind, messages);
+    if (rpcNode == nullptr)
+        return nullptr;
+    Owned<Record, freeRecord> record(static_cast<Record *>(calloc(1, sizeof(Record))));
+    if (record == nullptr) {
+        logFailure(messages, messages.noMemory);
+        return nullptr;
     }
-    return true;
+    for (size_t i = 0; i < count; ++i) {
+        if (i > kUrl && (record->FileType == nullptr || record->URL == nullptr))
+            break;
+        if (!readField(rpcNode, rpcName, messages, fields[i].tagName, &(record.get()->*fields[i].text)))
+            return nullptr;
+    }
+    return record.release();
 }
 
 DownloadStr *getDownloadAttrs(XMLNode *envelope, const char *rpcName, int kind)
 {
-    XMLNode *rpcNode = findRequest(envelope, rpcName, kind, kDownloadMessages);
-    if (rpcNode == nullptr)
-        return nullptr;
-    Owned<DownloadStr, freeDownloadStr> record(static_cast<DownloadStr *>(calloc(1, sizeof(DownloadStr))));
-    if (record == nullptr) {
-        logFailure(kDownloadMessages, kDownloadMessages.noMemory);
-        return nullptr;
-    }
-    const TextField fields[] = {
-        {"CommandKey", &record->CommandKey},
-        {"FileType", &record->FileType},
-        {"URL", &record->URL},
-        {"Username", &record->Username},
-        {"Password", &record->Password},
-        {"FileSize", &record->FileSize},
-        {"TargetFileName", &record->TargetFileName},
-        {"DelaySeconds", &record->DelaySeconds},
-        {"SuccessURL", &record->SuccessURL},
-        {"FailureURL", &record->FailureURL},
-    };
-    const bool read = readFields(rpcNode, rpcName, kDownloadMessages, fields, std::size(fields));
-    return read ? record.release() : nullptr;
+    return readTransfer<DownloadStr, freeDownloadStr>(envelope, rpcName, kind, kDownloadMessages,
+                                                      kDownloadFields);
 }
 
 UploadStr *getUploadAttrs(XMLNode *envelope, const char *rpcName, int kind)
 {
-    XMLNode *rpcNode = findRequest(envelope, rpcName, kind, kUploadMessages);
-    if (rpcNode == nullptr)
-        return nullptr;
-    Owned<UploadStr, freeUploadStr> record(static_cast<UploadStr *>(calloc(1, sizeof(UploadStr))));
-    if (record == nullptr) {
-        logFailure(kUploadMessages, kUploadMessages.noMemory);
-        return nullptr;
-    }
-    const TextField fields[] = {
-        {"CommandKey", &record->CommandKey},
-        {"FileType", &record->FileType},
-        {"URL", &record->URL},
-        {"Username", &record->Username},
-        {"Password", &record->Password},
-        {"DelaySeconds", &record->DelaySeconds},
-    };
-    const bool read = readFields(rpcNode, rpcName, kUploadMessages, fields, std::size(fields));
-    return read ? record.release() : nullptr;
+    return readTransfer<UploadStr, freeUploadStr>(envelope, rpcName, kind, kUploadMessages, kUploadFields);
 }
